@@ -1,0 +1,193 @@
+#ifndef KORVA_AVI_FILE_H
+#define KORVA_AVI_FILE_H
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include <korva/avi/errors.h>
+#include <korva/avi/records.h>
+#include <korva/core/types.h>
+
+namespace avi {
+
+// One uncompressed AVI file (RIFF with the OpenDML extensions), open for reading
+// or writing. Failures leave a code and a text in the object (getErrorCode,
+// getErrorMsg); only open and openToGetInformation return a result.
+//
+// Buffers belong to the caller. For uncompressed video every frame is read with
+// the size of the first frame, so a buffer of getRawVideoFrameSize(0) bytes, or
+// getRGB24VideoFrameSize() bytes if larger, always suffices. For compressed video
+// use getRawVideoFrameSize(n) of the frame to be read.
+//
+// An object serves one thread at a time.
+class File {
+public:
+    static const int32_t DEFAULT_BITS_PER_PIXEL;
+    static const int64_t INVALID_FRAME_INDEX;
+
+    // Stream numbers are two decimal digits in chunk ids; only 0 to 7 are served.
+    static const uint32_t MAX_STREAMS = 8;
+
+    File();
+    ~File();
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+
+    // --- Opening and closing ---------------------------------------------------
+    bool open(ustring fileName, const char* mode);
+    bool open(const char* fileName, const char* mode);
+    bool openToGetInformation(ustring fileName);
+    bool openToGetInformation(const char* fileName);
+    void close();
+
+    // --- Errors ----------------------------------------------------------------
+    void setError(errors::error_T code);
+    errors::error_T getErrorCode() const;
+    const char* getErrorMsg() const;
+    void clearError();
+
+    // --- Stream properties -----------------------------------------------------
+    bool hasVideo() const;
+    bool hasAudio() const;
+    uint32_t getVideoWidth() const;
+    uint32_t getVideoHeight() const;
+    uint16_t getVideoBitsPerPixel() const;
+    std::string getVideoFourCC() const;
+    uint32_t getVideoStreamRate() const;
+    uint32_t getVideoStreamScale() const;
+    double getVideoFrameRate() const;
+    int64_t getVideoTotalFrames() const;
+    uint64_t getVideoFramesRead() const;
+    bool isEndOfVideo() const;
+    uint32_t getAudioSampleRate() const;
+    uint16_t getAudioBitsPerSample() const;
+    uint16_t getAudioNumberOfChannels() const;
+    uint32_t getAudioChunkSize() const;
+    uint64_t getAudioBytesRead() const;
+    uint64_t getAudioTotalBytes() const;
+    bool isEndOfAudio() const;
+    bool isAudioCompressed() const;
+    bool isVideoCompressed() const;
+    std::vector<tagRGBQUAD> getColormap() const;
+    void byteSwapOnBigEndian(void* data, unsigned int elementSize, unsigned int count);
+
+    // --- Header parsing --------------------------------------------------------
+    void parseFile();
+    void parseMainHeader();
+    void parseStreamLists();
+    void parseStreamHeader(unsigned int stream, char* payload, unsigned long length);
+    void parseStreamFormat(unsigned int stream, char* payload, unsigned long length);
+    void parseAudioStreamFormat(char* payload, unsigned long length);
+    void parseVideoStreamFormat(char* payload, unsigned long length);
+    void assignClrmapIf2or4or8bitAVIwithNoClrmap();
+    void verifySupport();
+
+    // --- Indexes ---------------------------------------------------------------
+    void parseLegacyIndex();
+    void buildLegacyIndex(const char* chunkId);
+    void verifyIndex();
+    void parseStreamIndex(unsigned long stream, char* payload);
+    void addIndexEntry(const char* chunkId, unsigned int offset, unsigned int size, unsigned long base);
+    void addIndexEntry(unsigned int chunkId, unsigned int offset, unsigned int size, unsigned long base);
+    void addIndexEntry(unsigned long stream, const char* chunkId, unsigned int offset, unsigned int size,
+                       unsigned long base);
+    void addIndexEntry(unsigned long stream, unsigned int chunkId, unsigned int offset, unsigned int size,
+                       unsigned long base);
+    aviindex_chunk parseOpenDMLBaseIndex(char* payload);
+    void parseOpenDMLSuperIndex(unsigned long stream, const aviindex_chunk& header, char* entries);
+    void parseOpenDMLStandardIndex(unsigned long stream, const aviindex_chunk& header, char* entries);
+
+    // --- Reading ---------------------------------------------------------------
+    void readVideoFrame(char* buffer, long frame);
+    void readVideoFrame(char* buffer);
+    void readRGB24VideoFrame(char* buffer, long frame);
+    void readRGB24VideoFrame(char* buffer);
+    void readIndexedVideoFrame(char* buffer, long frame);
+    void readAudio(char* buffer, unsigned long count);
+    uint32_t getRawVideoFrameSize(long frame);
+    void resetVideo();
+    void resetAudio();
+    void errorIfWrongNumFrameForRGB24();
+
+    // --- Repacking to bottom-up RGB24, in place ---------------------------------
+    uint32_t getRGB24VideoFrameSize();
+    uint32_t getIndexedVideoFrameSize();
+    uint32_t getRgb24PadLength();
+    uint32_t getIndexedPadLength();
+    uint32_t getRgb555PadLength();
+    void rgb555ToRgb24(char* frame);
+    void rgb555ToRgb24WPad(char* frame);
+    void rgb32ToRgb24(char* frame);
+    void rgb32ToRgb24WPad(char* frame);
+    void indexedToRgb24(char* frame);
+    void indexedToRgb24WPad(char* frame);
+    void convertFrameToBottomUp(char* frame);
+
+private:
+    // Bounded forms of the OpenDML parse. `length` is the number of bytes that
+    // may be read behind the pointer; `depth` counts nested super indexes.
+    void parseIndexChunk(unsigned long stream, const char* payload, uint64_t length, unsigned depth);
+    void parseSuperIndexEntries(unsigned long stream, const aviindex_chunk& header, const char* entries,
+                                uint64_t length, unsigned depth);
+    void parseStandardIndexEntries(unsigned long stream, const aviindex_chunk& header, const char* entries,
+                                   uint64_t length);
+    bool walkStreamList(unsigned int stream, char* list, uint32_t length);
+
+    // Reads exactly `count` bytes at an absolute position without moving the
+    // stream; returns the number of bytes that came.
+    size_t readAt(void* buffer, size_t count, uint64_t position) const;
+    // Bytes of the caller's frame buffer the repacking may touch.
+    uint64_t frameBufferExtent();
+    const AVIStreamHeader& videoStream() const { return streamHeaders[videoStreamIndex % MAX_STREAMS]; }
+    const AVIStreamHeader& audioStream() const { return streamHeaders[audioStreamIndex % MAX_STREAMS]; }
+
+    std::string errorMsg;
+    errors::error_T errorCode;
+    std::string fileName;
+    FILE* fileHandle;
+    int32_t fileMode;
+    uint64_t moviPosition;
+    uint32_t hdrlPosition;
+    uint32_t idx1Position;
+    uint32_t strlPosition;
+    uint32_t videoFrameSize;
+    uint32_t audioChunkSize;
+    uint64_t riffSize;
+    bool audioPresent;
+    bool videoPresent;
+    bool topDownFrames;
+    char* rowBuffer;
+    MainAVIHeader mainHeader;
+    AVIStreamHeader streamHeaders[MAX_STREAMS];
+    WAVEFORMATEX waveHeader;
+    BITMAPINFOHEADER bitmapHeader;
+    bool flagHasIndex;
+    bool flagMustUseIndex;
+    bool flagIsInterleaved;
+    bool flagTrustCkType;
+    bool flagWasCaptureFile;
+    bool flagCopyrighted;
+    uint32_t audioStreamIndex;
+    uint32_t videoStreamIndex;
+    char audioChunkId[5];
+    char videoChunkId[5];
+    std::vector<IndexEntry>* audioIndex;
+    std::vector<IndexEntry>* videoIndex;
+    std::vector<SuperIndexEntry>* videoSuperIndex;
+    std::vector<SuperIndexEntry>* audioSuperIndex;
+    uint64_t videoFramesRead;
+    uint64_t audioChunkIndex;
+    uint64_t audioBytesRead;
+    uint64_t audioChunkOffset;
+    uint64_t numSuperIndexEntries;
+    std::vector<tagRGBQUAD> colormap;
+    // Size of the open file, taken at open: every size and count read from the
+    // file is checked against it before it drives a loop or an allocation.
+    uint64_t fileSize;
+};
+
+} // namespace avi
+
+#endif

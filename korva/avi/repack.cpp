@@ -1,0 +1,263 @@
+#include <korva/avi/file.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include <korva/avi/riff.h>
+
+// Stored frames become bottom-up RGB24 inside the caller's buffer. A conversion
+// that grows the data runs from the end of the buffer down, one that shrinks it
+// from the start up, so that no source byte is overwritten before it is read.
+//
+// The fast paths below work in blocks: a block of source pixels is copied to the
+// stack, then converted into its place with a plain loop the compiler can
+// vectorise. They are used only where the walk's order cannot matter (the
+// output of a pixel never lands on the source of a pixel still to come), so
+// they give the walk's bytes exactly.
+
+namespace avi {
+
+namespace {
+
+const uint64_t BLOCK_PIXELS = 1024;
+
+using Lut = uint8_t[256][3];
+
+// Blue, green, red of a colormap entry; indexes past the colormap are black.
+void buildColormapLut(const std::vector<tagRGBQUAD>& colormap, Lut& lut) {
+    std::memset(lut, 0, sizeof(Lut));
+    const size_t entries = std::min<size_t>(colormap.size(), 256);
+    for (size_t i = 0; i < entries; ++i) {
+        lut[i][0] = colormap[i].rgbBlue;
+        lut[i][1] = colormap[i].rgbGreen;
+        lut[i][2] = colormap[i].rgbRed;
+    }
+}
+
+inline void rgb555Pixel(uint16_t word, uint8_t* __restrict out) {
+    out[0] = static_cast<uint8_t>(word << 3);
+    out[1] = static_cast<uint8_t>((word >> 2) & 0xF8);
+    out[2] = static_cast<uint8_t>((word >> 7) & 0xF8);
+}
+
+void rgb555Run(const uint8_t* __restrict src, uint8_t* __restrict out, uint64_t pixels) {
+    for (uint64_t i = 0; i < pixels; ++i) {
+        uint16_t word;
+        std::memcpy(&word, src + 2 * i, 2);
+        rgb555Pixel(word, out + 3 * i);
+    }
+}
+
+void rgb32Run(const uint8_t* __restrict src, uint8_t* __restrict out, uint64_t pixels) {
+    for (uint64_t i = 0; i < pixels; ++i) {
+        out[3 * i] = src[4 * i];
+        out[3 * i + 1] = src[4 * i + 1];
+        out[3 * i + 2] = src[4 * i + 2];
+    }
+}
+
+void indexedRun(const uint8_t* __restrict src, uint8_t* __restrict out, uint64_t pixels, const Lut& lut) {
+    for (uint64_t i = 0; i < pixels; ++i) {
+        const uint8_t* colour = lut[src[i]];
+        out[3 * i] = colour[0];
+        out[3 * i + 1] = colour[1];
+        out[3 * i + 2] = colour[2];
+    }
+}
+
+// Pixels [0, pixels) with sources at srcBase + srcBytes*j and outputs at
+// outBase + 3*j, converted from the top down in blocks. Valid when
+// outBase >= srcBase, which keeps every write above every unread source.
+template <typename Convert>
+void growDownInBlocks(uint8_t* frame, uint64_t srcBase, uint64_t outBase, uint64_t pixels, unsigned srcBytes,
+                      Convert convert) {
+    alignas(16) uint8_t block[BLOCK_PIXELS * 2];
+    uint64_t end = pixels;
+    while (end > 0) {
+        const uint64_t begin = end > BLOCK_PIXELS ? end - BLOCK_PIXELS : 0;
+        const uint64_t n = end - begin;
+        std::memcpy(block, frame + srcBase + srcBytes * begin, n * srcBytes);
+        convert(block, frame + outBase + 3 * begin, n);
+        end = begin;
+    }
+}
+
+// Pixels [0, pixels) from srcBase + 4*j to outBase + 3*j, from the bottom up in
+// blocks. Valid when outBase <= srcBase.
+void shrinkUpInBlocks(uint8_t* frame, uint64_t srcBase, uint64_t outBase, uint64_t pixels) {
+    alignas(16) uint8_t block[BLOCK_PIXELS * 4];
+    for (uint64_t begin = 0; begin < pixels; begin += BLOCK_PIXELS) {
+        const uint64_t n = std::min(BLOCK_PIXELS, pixels - begin);
+        std::memcpy(block, frame + srcBase + 4 * begin, n * 4);
+        rgb32Run(block, frame + outBase + 3 * begin, n);
+    }
+}
+
+} // namespace
+
+// --- Sizes -------------------------------------------------------------------------
+
+uint32_t File::getIndexedPadLength() {
+    const uint32_t rest = getVideoWidth() % 4u;
+    return rest != 0 ? 4u - rest : 0u;
+}
+
+uint32_t File::getRgb24PadLength() {
+    const uint32_t rest = (3u * getVideoWidth()) % 4u;
+    return rest != 0 ? 4u - rest : 0u;
+}
+
+uint32_t File::getRgb555PadLength() { return (getVideoWidth() & 1u) ? 2u : 0u; }
+
+uint32_t File::getRGB24VideoFrameSize() {
+    const uint32_t w = getVideoWidth();
+    const uint32_t h = getVideoHeight();
+    const uint16_t depth = getVideoBitsPerPixel();
+    const uint32_t computed = 3u * w * h + h * getRgb24PadLength();
+    if (fileMode == 0) {
+        if (depth == 2 || depth == 4 || depth == 8 || depth == 16) return computed;
+        if (depth == 24 || depth == 32) return videoFrameSize;
+        return 0;
+    }
+    return depth == 24 ? computed : 0;
+}
+
+uint32_t File::getIndexedVideoFrameSize() {
+    if (getVideoBitsPerPixel() != 8) return 0;
+    const uint32_t w = getVideoWidth();
+    const uint32_t h = getVideoHeight();
+    return w * h + h * getIndexedPadLength();
+}
+
+uint64_t File::frameBufferExtent() { return std::max<uint64_t>(videoFrameSize, getRGB24VideoFrameSize()); }
+
+// --- 16-bit 5-5-5 -------------------------------------------------------------------
+
+void File::rgb555ToRgb24(char* buffer) {
+    uint8_t* frame = reinterpret_cast<uint8_t*>(buffer);
+    const uint64_t outSize = getRGB24VideoFrameSize();
+    const uint64_t pixels = std::min<uint64_t>(videoFrameSize / 2, outSize / 3);
+    if (pixels == 0) return;
+    const uint64_t srcBase = videoFrameSize - 2 * pixels;
+    const uint64_t outBase = outSize - 3 * pixels;
+    if (outBase >= srcBase) {
+        growDownInBlocks(frame, srcBase, outBase, pixels, 2, rgb555Run);
+        return;
+    }
+    // A frame larger than its geometry: keep the walk's exact order.
+    for (uint64_t j = pixels; j-- > 0;) {
+        uint16_t word;
+        std::memcpy(&word, frame + srcBase + 2 * j, 2);
+        rgb555Pixel(word, frame + outBase + 3 * j);
+    }
+}
+
+void File::rgb555ToRgb24WPad(char* buffer) {
+    uint8_t* frame = reinterpret_cast<uint8_t*>(buffer);
+    const uint64_t w = getVideoWidth();
+    const uint64_t h = getVideoHeight();
+    const uint64_t outPad = getRgb24PadLength();
+    const uint64_t outRow = 3 * w + outPad;
+    if (h * outRow != getRGB24VideoFrameSize()) return; // geometry past 4 GiB
+    // The source row stride counts the pad in pixels, not bytes: an odd width
+    // steps 2 bytes further per row than its stored rows. The last rows of such
+    // a frame come from behind the stored frame; bytes beyond the buffer read 0.
+    const uint64_t srcStride = 2 * (w + getRgb555PadLength());
+    const uint64_t extent = frameBufferExtent();
+    // In row order from the last pixel to the first, exactly as stored rows
+    // would be walked, since with this stride outputs may overtake sources.
+    for (uint64_t r = h; r-- > 0;) {
+        for (uint64_t c = w; c-- > 0;) {
+            const uint64_t at = r * srcStride + 2 * c;
+            const uint16_t word = at + 1 < extent ? readLE16(frame + at) : at < extent ? frame[at] : 0;
+            rgb555Pixel(word, frame + r * outRow + 3 * c);
+        }
+    }
+}
+
+// --- 32-bit ----------------------------------------------------------------------------
+
+void File::rgb32ToRgb24(char* buffer) {
+    uint8_t* frame = reinterpret_cast<uint8_t*>(buffer);
+    const uint64_t whole = videoFrameSize / 4;
+    shrinkUpInBlocks(frame, 0, 0, whole);
+    // A stored size that is no multiple of 4 leaves a partial last pixel; its
+    // bytes past the buffer are not read.
+    if (videoFrameSize % 4 != 0) {
+        const uint64_t extent = frameBufferExtent();
+        for (uint64_t k = 0; k < 3 && 4 * whole + k < extent; ++k) frame[3 * whole + k] = frame[4 * whole + k];
+    }
+}
+
+void File::rgb32ToRgb24WPad(char* buffer) {
+    uint8_t* frame = reinterpret_cast<uint8_t*>(buffer);
+    const uint64_t w = getVideoWidth();
+    const uint64_t h = getVideoHeight();
+    const uint64_t outRow = 3 * w + getRgb24PadLength();
+    const uint64_t extent = frameBufferExtent();
+    for (uint64_t r = 0; r < h && 4 * w * (r + 1) <= extent; ++r) shrinkUpInBlocks(frame, 4 * w * r, outRow * r, w);
+}
+
+// --- Colour indexes ----------------------------------------------------------------------
+
+void File::indexedToRgb24(char* buffer) {
+    uint8_t* frame = reinterpret_cast<uint8_t*>(buffer);
+    Lut lut;
+    buildColormapLut(colormap, lut);
+    const uint64_t outSize = getRGB24VideoFrameSize();
+    const uint64_t pixels = std::min<uint64_t>(videoFrameSize, outSize / 3);
+    if (pixels == 0) return;
+    const uint64_t srcBase = videoFrameSize - pixels;
+    const uint64_t outBase = outSize - 3 * pixels;
+    auto convert = [&lut](const uint8_t* src, uint8_t* out, uint64_t n) { indexedRun(src, out, n, lut); };
+    if (outBase >= srcBase) {
+        growDownInBlocks(frame, srcBase, outBase, pixels, 1, convert);
+        return;
+    }
+    for (uint64_t j = pixels; j-- > 0;) {
+        const uint8_t* colour = lut[frame[srcBase + j]];
+        uint8_t* out = frame + outBase + 3 * j;
+        out[2] = colour[2];
+        out[1] = colour[1];
+        out[0] = colour[0];
+    }
+}
+
+void File::indexedToRgb24WPad(char* buffer) {
+    uint8_t* frame = reinterpret_cast<uint8_t*>(buffer);
+    const uint64_t w = getVideoWidth();
+    const uint64_t h = getVideoHeight();
+    const uint64_t outRow = 3 * w + getRgb24PadLength();
+    const uint64_t srcRow = w + getIndexedPadLength();
+    if (h * outRow != getRGB24VideoFrameSize()) return; // geometry past 4 GiB
+    Lut lut;
+    buildColormapLut(colormap, lut);
+    // Every source row lies at or below its output row, so rows may be done
+    // whole, from the last row up.
+    alignas(16) uint8_t block[BLOCK_PIXELS];
+    for (uint64_t r = h; r-- > 0;) {
+        for (uint64_t end = w; end > 0;) {
+            const uint64_t begin = end > BLOCK_PIXELS ? end - BLOCK_PIXELS : 0;
+            std::memcpy(block, frame + r * srcRow + begin, end - begin);
+            indexedRun(block, frame + r * outRow + 3 * begin, end - begin, lut);
+            end = begin;
+        }
+    }
+}
+
+// --- Row order ------------------------------------------------------------------------------
+
+void File::convertFrameToBottomUp(char* frame) {
+    const uint32_t h = getVideoHeight();
+    if (rowBuffer == nullptr || h == 0) return;
+    const uint32_t rowSize = videoFrameSize / h;
+    for (uint32_t i = 0; i < h / 2; ++i) {
+        char* top = frame + uint64_t(i) * rowSize;
+        char* bottom = frame + uint64_t(h - 1 - i) * rowSize;
+        std::memcpy(rowBuffer, top, rowSize);
+        std::memcpy(top, bottom, rowSize);
+        std::memcpy(bottom, rowBuffer, rowSize);
+    }
+}
+
+} // namespace avi

@@ -1,0 +1,12 @@
+#ifndef KORVA_KORVA_H
+#define KORVA_KORVA_H
+
+// Umbrella header: every public declaration of libkorva.
+
+#include <korva/core/types.h>
+#include <korva/filesystem/filesystem.h>
+#include <korva/avi/errors.h>
+#include <korva/avi/records.h>
+#include <korva/avi/file.h>
+
+#endif

@@ -1,0 +1,154 @@
+#ifndef KORVA_TESTS_SUPPORT_AVI_BUILDER_H
+#define KORVA_TESTS_SUPPORT_AVI_BUILDER_H
+
+// Builds AVI files byte by byte for tests, fuzz seeds and benchmarks.
+// Low level: chunk, list and record helpers that write exactly what they are
+// told, so that tests can also build broken files. High level: buildAvi lays out
+// a whole file with one video and/or one audio stream and the chosen indexes.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace korvatest {
+
+using Bytes = std::vector<uint8_t>;
+
+// --- Low level -------------------------------------------------------------------
+
+Bytes le16(uint16_t v);
+Bytes le32(uint32_t v);
+Bytes le64(uint64_t v);
+Bytes fourcc(const std::string& code);           // exactly four bytes, zero-filled
+Bytes cat(std::initializer_list<Bytes> parts);
+void append(Bytes& to, const Bytes& from);
+void putLE32(Bytes& into, size_t at, uint32_t v); // patch in place
+void putLE64(Bytes& into, size_t at, uint64_t v);
+
+// A chunk head with the payload's own size, the payload, and a pad byte if odd.
+Bytes chunk(const std::string& id, const Bytes& payload);
+// The same with a size field that says whatever the test wants.
+Bytes chunkWithSize(const std::string& id, uint32_t sizeField, const Bytes& payload);
+// "LIST" (or "RIFF") with its type and children.
+Bytes list(const std::string& type, const Bytes& children, const std::string& id = "LIST");
+
+struct MainHeaderFields {
+    uint32_t microSecPerFrame = 40000;
+    uint32_t flags = 0x10;
+    uint32_t totalFrames = 0;
+    uint32_t streams = 1;
+    uint32_t width = 0;
+    uint32_t height = 0;
+};
+Bytes avihPayload(const MainHeaderFields& f); // 56 bytes
+
+struct StreamHeaderFields {
+    std::string type = "vids";
+    std::string handler = "";
+    uint32_t flags = 0;
+    uint32_t scale = 1;
+    uint32_t rate = 25;
+    uint32_t length = 0;
+    uint32_t sampleSize = 0;
+    uint16_t frame[4] = {0, 0, 0, 0};
+};
+Bytes strhPayload(const StreamHeaderFields& f); // 56 bytes
+
+struct Rgbq {
+    uint8_t blue, green, red, reserved;
+};
+Bytes bitmapInfoPayload(int32_t width, int32_t height, uint16_t bits, uint32_t compression,
+                        const std::vector<Rgbq>& colormap = {});
+Bytes waveFormatPayload(uint16_t tag, uint16_t channels, uint32_t rate, uint16_t bits, size_t totalSize = 18);
+
+struct StandardEntry {
+    uint32_t offset;
+    uint32_t size;
+};
+// "indx"/"ix##" payload of a standard index.
+Bytes standardIndexPayload(const std::string& chunkId, uint64_t base, const std::vector<StandardEntry>& entries,
+                           uint8_t subType = 0, uint8_t type = 1);
+struct SuperEntry {
+    uint64_t offset;
+    uint32_t size;
+    uint32_t duration;
+};
+Bytes superIndexPayload(const std::string& chunkId, const std::vector<SuperEntry>& entries, uint8_t type = 0);
+
+struct LegacyEntry {
+    std::string id;
+    uint32_t flags;
+    uint32_t offset;
+    uint32_t size;
+};
+Bytes idx1Payload(const std::vector<LegacyEntry>& entries);
+
+// --- High level ----------------------------------------------------------------------
+
+enum class IndexKind { Legacy, None, OpenDML, OpenDMLAndLegacy };
+
+struct VideoSpec {
+    int32_t width = 4;
+    int32_t height = 2; // negative: rows stored top-down
+    uint16_t bits = 24;
+    uint32_t compression = 0;
+    uint32_t scale = 1;
+    uint32_t rate = 25;
+    std::vector<Rgbq> colormap;
+};
+
+struct AudioSpec {
+    uint16_t tag = 1;
+    uint16_t channels = 2;
+    uint32_t rate = 8000;
+    uint16_t bits = 16;
+    // Sample frames stated in the stream header; by default the sum of the chunks.
+    int64_t lengthOverride = -1;
+};
+
+struct AviSpec {
+    bool hasVideo = true;
+    bool hasAudio = false;
+    bool audioFirst = false; // audio is stream 0
+    VideoSpec video;
+    AudioSpec audio;
+    std::vector<Bytes> frames;
+    std::vector<Bytes> audioChunks;
+    IndexKind index = IndexKind::Legacy;
+    unsigned segments = 1; // RIFF segments, OpenDML only
+    uint32_t mainFlags = 0x10;
+    int64_t totalFramesOverride = -1;
+};
+
+struct BuiltAvi {
+    Bytes bytes;
+    uint64_t moviPosition = 0;                // position of the first "movi" code
+    std::vector<uint64_t> frameDataPositions; // absolute positions of frame data
+    std::vector<uint64_t> audioDataPositions;
+};
+
+BuiltAvi buildAvi(const AviSpec& spec);
+
+// Frame of `size` bytes whose content depends on the frame number and seed.
+Bytes patternBytes(size_t size, uint32_t seed);
+
+// --- Files -----------------------------------------------------------------------------
+
+void writeFile(const std::string& path, const Bytes& bytes);
+// A fresh directory under the system's temporary directory, removed with its
+// contents when the object goes.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+    std::string path(const std::string& name) const;
+
+private:
+    std::string root;
+};
+
+} // namespace korvatest
+
+#endif
