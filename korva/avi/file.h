@@ -16,10 +16,10 @@ namespace avi {
 // or writing. Failures leave a code and a text in the object (getErrorCode,
 // getErrorMsg); only open and openToGetInformation return a result.
 //
-// Buffers belong to the caller. For uncompressed video every frame is read with
-// the size of the first frame, so a buffer of getRawVideoFrameSize(0) bytes, or
-// getRGB24VideoFrameSize() bytes if larger, always suffices. For compressed video
-// use getRawVideoFrameSize(n) of the frame to be read.
+// Buffers belong to the caller. For frame n, a buffer of the largest of
+// getRawVideoFrameSize(n), getRGB24VideoFrameSize() and getIndexedVideoFrameSize()
+// bytes suffices for every read form. (Uncompressed frames are all read with the
+// size of the first one; in a well-formed file that is every frame's size.)
 //
 // An object serves one thread at a time.
 class File {

@@ -32,8 +32,14 @@ void File::readVideoFrame(char* buffer, long frame) {
         return;
     }
     const IndexEntry& entry = (*videoIndex)[number];
-    // Uncompressed frames all have the size of the first one.
+    // Uncompressed frames all have the size of the first one. A caller sizes
+    // the buffer from this frame's entry and the geometry; a damaged file whose
+    // first frame is larger than both would run past such a buffer.
     const uint32_t count = isVideoCompressed() ? entry.getSize() : videoFrameSize;
+    if (count > entry.getSize() && count > getRGB24VideoFrameSize() && count > getIndexedVideoFrameSize()) {
+        setError(errors::VIDEO_CHUNKS_MISSING);
+        return;
+    }
     if (readAt(buffer, count, entry.getFilePosition()) != count) {
         setError(errors::FREAD_FAILED);
         return;

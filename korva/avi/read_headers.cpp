@@ -274,7 +274,7 @@ void File::parseVideoStreamFormat(char* src, unsigned long length) {
     if (length > BITMAP_HEADER_BYTES) {
         const unsigned long entries = (length - BITMAP_HEADER_BYTES) / 4;
         colormap.resize(entries);
-        std::memcpy(colormap.data(), src + BITMAP_HEADER_BYTES, entries * 4);
+        if (entries != 0) std::memcpy(colormap.data(), src + BITMAP_HEADER_BYTES, entries * 4);
     }
     if (static_cast<int32_t>(bitmapHeader.biHeight) < 0) {
         topDownFrames = true;
