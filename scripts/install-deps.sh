@@ -3,7 +3,7 @@
 # only those that are missing. Runs as root on a Debian machine.
 set -euo pipefail
 
-packages=(cmake make g++ libboost-dev libgtest-dev libbenchmark-dev)
+packages=(cmake make g++ libboost-dev libgtest-dev libbenchmark-dev ffmpeg)
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

@@ -1,10 +1,14 @@
 // korva-avi: inspect AVI files with libkorva.
 
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
 #include <korva/korva.h>
+
+#include "testpattern.h"
 
 namespace {
 
@@ -12,8 +16,16 @@ const char* const USAGE =
     "usage: korva-avi COMMAND [ARGS]\n"
     "\n"
     "commands:\n"
-    "  info FILE     print the streams and properties of an AVI file\n"
-    "  --help        show this text\n";
+    "  info FILE               print the streams and properties of an AVI file\n"
+    "  testpattern OUT.avi     write moving colour bars with a frame counter and a sine tone\n"
+    "      --width N           frame width in pixels (default 320)\n"
+    "      --height N          frame height in pixels (default 240)\n"
+    "      --fps X             frames per second (default 25)\n"
+    "      --duration S        length in seconds (default 4)\n"
+    "      --audio-rate N      audio samples per second, 0 for no audio (default 44100)\n"
+    "      --channels N        audio channels (default 2)\n"
+    "      --tone HZ           tone frequency (default 440)\n"
+    "  --help                  show this text\n";
 
 void printRow(const char* label, const std::string& value) { std::printf("  %-13s %s\n", label, value.c_str()); }
 
@@ -55,6 +67,78 @@ int info(const char* path) {
     return 0;
 }
 
+// Parses a number option and checks its range; prints why on failure.
+bool parseNumber(const std::string& option, const char* text, double low, double high, double& out) {
+    char* end = nullptr;
+    const double value = std::strtod(text, &end);
+    if (end == text || *end != '\0' || !(value >= low && value <= high)) {
+        std::fprintf(stderr, "korva-avi: %s wants a number from %g to %g, not '%s'\n", option.c_str(), low, high, text);
+        return false;
+    }
+    out = value;
+    return true;
+}
+
+bool parseWhole(const std::string& option, const char* text, unsigned low, unsigned high, unsigned& out) {
+    double value;
+    if (!parseNumber(option, text, low, high, value)) return false;
+    if (value != std::floor(value)) {
+        std::fprintf(stderr, "korva-avi: %s wants a whole number, not '%s'\n", option.c_str(), text);
+        return false;
+    }
+    out = unsigned(value);
+    return true;
+}
+
+int testpattern(int argc, char** argv) {
+    TestPattern p;
+    const char* out = nullptr;
+    for (int i = 0; i < argc; ++i) {
+        const std::string arg = argv[i];
+        if (arg.size() < 2 || arg.compare(0, 2, "--") != 0) {
+            if (out != nullptr) {
+                std::fprintf(stderr, "korva-avi: testpattern takes one output file, not also '%s'\n", argv[i]);
+                return 2;
+            }
+            out = argv[i];
+            continue;
+        }
+        if (i + 1 >= argc) {
+            std::fprintf(stderr, "korva-avi: %s needs a value\n", arg.c_str());
+            return 2;
+        }
+        const char* value = argv[++i];
+        bool ok;
+        if (arg == "--width") ok = parseWhole(arg, value, 1, 8192, p.width);
+        else if (arg == "--height") ok = parseWhole(arg, value, 1, 8192, p.height);
+        else if (arg == "--fps") ok = parseNumber(arg, value, 0.01, 1000, p.frameRate);
+        else if (arg == "--duration") ok = parseNumber(arg, value, 0.001, 86400, p.seconds);
+        else if (arg == "--audio-rate") ok = parseWhole(arg, value, 0, 768000, p.audioRate);
+        else if (arg == "--channels") ok = parseWhole(arg, value, 1, 16, p.channels);
+        else if (arg == "--tone") ok = parseNumber(arg, value, 0, 100000, p.toneHz);
+        else {
+            std::fprintf(stderr, "korva-avi: unknown option '%s'\n\n%s", arg.c_str(), USAGE);
+            return 2;
+        }
+        if (!ok) return 2;
+    }
+    if (out == nullptr) {
+        std::fprintf(stderr, "korva-avi: testpattern needs an output file\n\n%s", USAGE);
+        return 2;
+    }
+    if (p.audioRate != 0 && p.audioRate / p.frameRate < 1) {
+        std::fprintf(stderr, "korva-avi: the audio rate must give at least one sample a frame\n");
+        return 2;
+    }
+    const std::string failure = writeTestPattern(p, out);
+    if (!failure.empty()) {
+        std::fprintf(stderr, "korva-avi: cannot write '%s': %s\n", out, failure.c_str());
+        return 1;
+    }
+    std::printf("wrote %s\n", out);
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -74,6 +158,7 @@ int main(int argc, char** argv) {
         }
         return info(argv[2]);
     }
+    if (command == "testpattern") return testpattern(argc - 2, argv + 2);
     std::fprintf(stderr, "korva-avi: unknown command '%s'\n\n%s", command.c_str(), USAGE);
     return 2;
 }

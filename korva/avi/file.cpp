@@ -22,6 +22,7 @@ File::File()
       idx1Position(0),
       strlPosition(0),
       videoFrameSize(0),
+      audioChunkDataSize(0),
       audioChunkSize(0),
       riffSize(0),
       audioPresent(false),
@@ -50,6 +51,13 @@ File::File()
       audioChunkIndex(0),
       audioBytesRead(0),
       audioChunkOffset(0),
+      legacyIndexWritten(false),
+      firstRiffEnd(0),
+      firstRiffVideoEntries(0),
+      firstRiffAudioEntries(0),
+      firstRiffMoviBytes(0),
+      extraVideoEntries(0),
+      curMoviBytes(0),
       numSuperIndexEntries(4096),
       fileSize(0) {}
 
@@ -133,7 +141,15 @@ bool File::open(const char* name, const char* mode) {
 
 void File::close() {
     if (fileHandle == nullptr) return;
-    if (fileMode == 0) {
+    if (fileMode == 1) {
+        if (audioPresent || videoPresent) {
+            closeCurRiffChunk();
+            writeHeader();
+        }
+        resetWriter();
+        // Buffered bytes meet a full disk only here.
+        if (std::fflush(fileHandle) != 0) setError(errors::FWRITE_FAILED);
+    } else {
         colormap.clear();
         if (topDownFrames && rowBuffer != nullptr) {
             std::free(rowBuffer);

@@ -125,7 +125,71 @@ public:
     void indexedToRgb24WPad(char* frame);
     void convertFrameToBottomUp(char* frame);
 
+    // --- Writer configuration and header ----------------------------------------
+    // Call order: open(name, "w"); setNumSuperIndexEntries (optional);
+    // setVideoInfo and/or setAudioInfo (the first configured is stream 0);
+    // setColormap (8-bit video); writeVideoFrame/writeAudio in any order; close.
+    void setNumSuperIndexEntries(uint64_t entries);
+    void setVideoInfo(unsigned width, unsigned height, double frameRate);
+    void setVideoInfo(unsigned width, unsigned height, double frameRate, const std::string& fourcc);
+    void setVideoInfo(unsigned width, unsigned height, double frameRate, const std::string& fourcc,
+                      unsigned bitsPerPixel);
+    void setAudioInfo(double sampleRate, unsigned bitsPerSample, unsigned channels, unsigned chunkBytes);
+    void setColormap(const std::vector<tagRGBQUAD>& colors);
+    void initWriter();
+    void resetWriter();
+    uint32_t getHeaderLength();
+    uint32_t getStrlLength(uint8_t present, uint32_t baseLength, uint64_t entries);
+    uint32_t getOpenDMLHeaderLength();
+    uint32_t getMoviLength();
+    void populateMainHeader();
+    void populateVideoStreamHeader();
+    void populateAudioStreamHeader();
+    void populateBitmapHeader();
+    void populateWaveHeader();
+    void copyMainHeader2Buf(char* buffer);
+    void copyStreamHeader2Buf(char* buffer, unsigned int stream);
+    void copyBitmapHeader2Buf(char* buffer);
+    void copyWaveHeader2Buf(char* buffer);
+    void writeHeader();
+    void writeVideoStreamHeader();
+    void writeAudioStreamHeader();
+    void writeOpenDMLHeader();
+
+    // --- Writer chunks and RIFF rollover ------------------------------------------
+    void writeVideoFrame(char* data);
+    void writeVideoFrame(char* data, unsigned size);
+    void writeAudio(char* data);
+    void writeMoviEntry(char* data, unsigned headSize, unsigned payloadBytes, char* chunkId,
+                        std::vector<IndexEntry>& index);
+    void writeAVIXChunk();
+    bool atRiffBoundary(uint64_t payloadBytes);
+    bool isFirstRiffChunk();
+    uint32_t getCurRiffChunkSize();
+    void updateRiffChunk(uint64_t payloadBytes);
+    void closeCurRiffChunk();
+
+    // --- Writer indexes -------------------------------------------------------------
+    void writeChunk(const char* fourcc, unsigned size);
+    void writeList(const char* fourcc, unsigned size, const char* type);
+    uint32_t getOpenDMLSuperIndexLength(uint64_t entries);
+    uint32_t getOpenDMLStandardIndexLength(uint64_t entries);
+    void writeOpenDMLStandardIndex(const char* chunkId, unsigned int stream, const std::vector<IndexEntry>& entries,
+                                   std::vector<SuperIndexEntry>& superIndex);
+    void writeOpenDMLSuperIndex(const char* chunkId, const std::vector<SuperIndexEntry>& entries);
+    void writeOpenDMLBaseIndex(const char* chunkId, uint16_t longsPerEntry, uint8_t indexType, unsigned entriesInUse);
+    void populateOpenDMLBaseIndex(aviindex_chunk& record, const char* chunkId, uint16_t longsPerEntry,
+                                  uint8_t indexType, unsigned entriesInUse);
+    void copyOpenDMLBaseIndex2Buf(const aviindex_chunk& record, char* buffer);
+    void writeLegacyIndex();
+    uint32_t getLegacyIndexLength();
+
 private:
+    // Writes bytes at the stream's position; false (and FWRITE_FAILED) when short.
+    bool writeBytes(const void* data, size_t count);
+    // The stream's position, or all ones when it cannot be had.
+    uint64_t filePosition() const;
+
     // Bounded forms of the OpenDML parse. `length` is the number of bytes that
     // may be read behind the pointer; `depth` counts nested super indexes.
     void parseIndexChunk(unsigned long stream, const char* payload, uint64_t length, unsigned depth);
@@ -153,6 +217,7 @@ private:
     uint32_t idx1Position;
     uint32_t strlPosition;
     uint32_t videoFrameSize;
+    uint32_t audioChunkDataSize;
     uint32_t audioChunkSize;
     uint64_t riffSize;
     bool audioPresent;
@@ -181,6 +246,13 @@ private:
     uint64_t audioChunkIndex;
     uint64_t audioBytesRead;
     uint64_t audioChunkOffset;
+    bool legacyIndexWritten;
+    uint32_t firstRiffEnd;
+    uint32_t firstRiffVideoEntries;
+    uint32_t firstRiffAudioEntries;
+    uint32_t firstRiffMoviBytes;
+    uint32_t extraVideoEntries;
+    uint32_t curMoviBytes;
     uint64_t numSuperIndexEntries;
     std::vector<tagRGBQUAD> colormap;
     // Size of the open file, taken at open: every size and count read from the

@@ -1,0 +1,87 @@
+#include "testpattern.h"
+
+#include <cmath>
+#include <cstring>
+
+#include <korva/korva.h>
+
+namespace {
+
+// 3x5 digits, one row per byte, bit 2 the leftmost column.
+const uint8_t DIGITS[10][5] = {
+    {7, 5, 5, 5, 7}, {2, 6, 2, 2, 7}, {7, 1, 7, 4, 7}, {7, 1, 7, 1, 7}, {5, 5, 7, 1, 1},
+    {7, 4, 7, 1, 7}, {7, 4, 7, 5, 7}, {7, 1, 1, 1, 1}, {7, 5, 7, 5, 7}, {7, 5, 7, 1, 7},
+};
+
+// White, yellow, cyan, green, magenta, red, blue, black, as red, green, blue.
+const uint8_t BARS[8][3] = {{235, 235, 235}, {235, 235, 16}, {16, 235, 235}, {16, 235, 16},
+                            {235, 16, 235},  {235, 16, 16},  {16, 16, 235},  {16, 16, 16}};
+
+void setPixel(std::vector<char>& frame, unsigned stride, unsigned height, unsigned x, unsigned yFromTop,
+              const uint8_t rgb[3]) {
+    char* px = &frame[size_t(height - 1 - yFromTop) * stride + size_t(x) * 3];
+    px[0] = char(rgb[2]);
+    px[1] = char(rgb[1]);
+    px[2] = char(rgb[0]);
+}
+
+} // namespace
+
+void drawTestPatternFrame(const TestPattern& p, unsigned number, std::vector<char>& frame) {
+    const unsigned stride = (3 * p.width + 3) & ~3u;
+    frame.assign(size_t(stride) * p.height, 0);
+    const unsigned shift = 2 * number;
+    for (unsigned y = 0; y < p.height; ++y) {
+        for (unsigned x = 0; x < p.width; ++x) {
+            const unsigned bar = unsigned(uint64_t((x + shift) % p.width) * 8 / p.width);
+            setPixel(frame, stride, p.height, x, y, BARS[bar]);
+        }
+    }
+    // The frame number, in digits scaled to about a tenth of the height.
+    const std::string text = std::to_string(number);
+    const unsigned scale = p.height / 40 > 0 ? p.height / 40 : 1;
+    const unsigned boxWidth = unsigned(text.size()) * 4 * scale + scale;
+    const unsigned boxHeight = 7 * scale;
+    const uint8_t black[3] = {0, 0, 0}, white[3] = {255, 255, 255};
+    for (unsigned y = 0; y < boxHeight && y < p.height; ++y) {
+        for (unsigned x = 0; x < boxWidth && x < p.width; ++x) {
+            const unsigned gx = x / scale, gy = y / scale; // glyph grid: 4 columns a digit, 1 margin
+            bool on = false;
+            if (gy >= 1 && gy <= 5 && gx >= 1) {
+                const unsigned digit = (gx - 1) / 4, column = (gx - 1) % 4;
+                if (digit < text.size() && column < 3) on = (DIGITS[text[digit] - '0'][gy - 1] >> (2 - column)) & 1;
+            }
+            setPixel(frame, stride, p.height, x, y, on ? white : black);
+        }
+    }
+}
+
+std::string writeTestPattern(const TestPattern& p, const std::string& path) {
+    avi::File file;
+    if (!file.open(path.c_str(), "wb")) return file.getErrorMsg();
+    file.setVideoInfo(p.width, p.height, p.frameRate);
+    const unsigned frames = unsigned(std::lround(p.seconds * p.frameRate));
+    // One audio chunk per frame, of whole sample frames; the tone runs on over
+    // chunk boundaries without a jump.
+    const unsigned samplesPerChunk = p.audioRate ? unsigned(std::lround(p.audioRate / p.frameRate)) : 0;
+    const unsigned chunkBytes = samplesPerChunk * p.channels * 2;
+    if (p.audioRate) file.setAudioInfo(p.audioRate, 16, p.channels, chunkBytes);
+    std::vector<char> frame, audio(chunkBytes + 1);
+    uint64_t sample = 0;
+    for (unsigned n = 0; n < frames; ++n) {
+        drawTestPatternFrame(p, n, frame);
+        file.writeVideoFrame(frame.data());
+        if (p.audioRate) {
+            for (unsigned i = 0; i < samplesPerChunk; ++i, ++sample) {
+                const double t = double(sample) / p.audioRate;
+                const int16_t v = int16_t(std::lround(0.25 * 32767.0 * std::sin(2.0 * M_PI * p.toneHz * t)));
+                for (unsigned c = 0; c < p.channels; ++c) std::memcpy(&audio[(size_t(i) * p.channels + c) * 2], &v, 2);
+            }
+            file.writeAudio(audio.data());
+        }
+        if (file.getErrorCode() != avi::errors::NO_ERROR) break;
+    }
+    file.close();
+    if (file.getErrorCode() != avi::errors::NO_ERROR) return file.getErrorMsg();
+    return std::string();
+}
