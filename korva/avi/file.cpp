@@ -58,6 +58,8 @@ File::File()
       firstRiffMoviBytes(0),
       extraVideoEntries(0),
       curMoviBytes(0),
+      lastVideoIndexBase(0),
+      lastAudioIndexBase(0),
       numSuperIndexEntries(4096),
       fileSize(0) {}
 

@@ -253,6 +253,10 @@ private:
     uint32_t firstRiffMoviBytes;
     uint32_t extraVideoEntries;
     uint32_t curMoviBytes;
+    // Base of the last non-empty standard index of each stream, which an empty
+    // one repeats; 0 while there was none.
+    uint64_t lastVideoIndexBase;
+    uint64_t lastAudioIndexBase;
     uint64_t numSuperIndexEntries;
     std::vector<tagRGBQUAD> colormap;
     // Size of the open file, taken at open: every size and count read from the

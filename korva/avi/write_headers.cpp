@@ -150,6 +150,8 @@ void File::resetWriter() {
     extraVideoEntries = 0;
     moviPosition = 0;
     curMoviBytes = 0;
+    lastVideoIndexBase = 0;
+    lastAudioIndexBase = 0;
     colormap.clear();
 }
 

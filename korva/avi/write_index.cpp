@@ -81,9 +81,19 @@ void File::writeOpenDMLStandardIndex(const char* chunkId, unsigned int stream, c
     std::snprintf(name, sizeof name, "ix0%u", stream);
     writeChunk(name, length);
     writeOpenDMLBaseIndex(chunkId, 2, AVI_INDEX_OF_CHUNKS, count);
-    // All entries of one RIFF chunk share its movi position as their base; an
-    // empty index takes the current one.
-    const uint64_t base = entries.empty() ? moviPosition : entries.front().getBase();
+    // All entries of one RIFF chunk share its movi position as their base. An
+    // empty index repeats the base this stream's index last had, or the current
+    // movi position if it never had one.
+    uint64_t base = moviPosition;
+    if (!entries.empty()) {
+        base = entries.front().getBase();
+        if (&entries == audioIndex) lastAudioIndexBase = base;
+        else lastVideoIndexBase = base;
+    } else if (&entries == audioIndex) {
+        if (lastAudioIndexBase != 0) base = lastAudioIndexBase;
+    } else if (lastVideoIndexBase != 0) {
+        base = lastVideoIndexBase;
+    }
     if (!writeBytes(toLE64(base), 8)) return;
     if (!writeBytes(toLE32(0), 4)) return;
     std::vector<char> block(size_t(count) * STANDARD_ENTRY_BYTES);
