@@ -29,6 +29,7 @@ File::File()
       videoPresent(false),
       topDownFrames(false),
       rowBuffer(nullptr),
+      stripBuffer(nullptr),
       mainHeader(),
       streamHeaders(),
       waveHeader(),
@@ -67,6 +68,7 @@ File::~File() {
     close();
     colormap.clear();
     std::free(rowBuffer);
+    std::free(stripBuffer);
     delete audioSuperIndex;
     delete videoSuperIndex;
     delete videoIndex;
@@ -115,6 +117,11 @@ bool File::open(ustring name, const char* mode) {
                 return false;
             }
         }
+        // Large 16-bit frames are repacked through a strip of scratch; without
+        // it they take the plain way, so a failure here is no error.
+        if (stripBuffer == nullptr && !isVideoCompressed() && getVideoBitsPerPixel() == 16) {
+            stripBuffer = static_cast<uint8_t*>(std::malloc(STRIP_BYTES));
+        }
         if (videoPresent && audioPresent && videoIndex->empty() && audioIndex->empty()) {
             setError(errors::ALL_CHUNKS_MISSING);
             return false;
@@ -157,6 +164,8 @@ void File::close() {
             std::free(rowBuffer);
             rowBuffer = nullptr;
         }
+        std::free(stripBuffer);
+        stripBuffer = nullptr;
     }
     std::fclose(fileHandle);
     fileHandle = nullptr;

@@ -190,6 +190,15 @@ private:
     // The stream's position, or all ones when it cannot be had.
     uint64_t filePosition() const;
 
+    // The frame a video read is to fetch and its byte count, after the checks
+    // every read makes; null when there is nothing to read or on an error.
+    const IndexEntry* selectVideoFrame(long frame, uint32_t& count);
+    // Large 16- and 32-bit frames read and repacked strip by strip, each strip
+    // converted while it is still in cache. False when the frame is not one of
+    // those and must take the plain way.
+    bool readRGB24InStrips(char* buffer, long frame);
+    static const uint32_t STRIP_BYTES = 256 * 1024;
+
     // Bounded forms of the OpenDML parse. `length` is the number of bytes that
     // may be read behind the pointer; `depth` counts nested super indexes.
     void parseIndexChunk(unsigned long stream, const char* payload, uint64_t length, unsigned depth);
@@ -224,6 +233,8 @@ private:
     bool videoPresent;
     bool topDownFrames;
     char* rowBuffer;
+    // Scratch for readRGB24InStrips, made by open for 16-bit video.
+    uint8_t* stripBuffer;
     MainAVIHeader mainHeader;
     AVIStreamHeader streamHeaders[MAX_STREAMS];
     WAVEFORMATEX waveHeader;

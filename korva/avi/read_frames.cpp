@@ -7,21 +7,21 @@ namespace avi {
 
 void File::readVideoFrame(char* buffer) { readVideoFrame(buffer, INVALID_FRAME_INDEX); }
 
-void File::readVideoFrame(char* buffer, long frame) {
+const IndexEntry* File::selectVideoFrame(long frame, uint32_t& count) {
     clearError();
     if (videoIndex->empty()) {
         setError(errors::VIDEO_CHUNKS_MISSING);
-        return;
+        return nullptr;
     }
     uint64_t number;
     if (frame == INVALID_FRAME_INDEX) {
-        if (isEndOfVideo()) return;
+        if (isEndOfVideo()) return nullptr;
         number = videoFramesRead;
     } else {
-        if (frame >= getVideoTotalFrames()) return;
+        if (frame >= getVideoTotalFrames()) return nullptr;
         if (frame < 0) {
             setError(errors::VIDEO_CHUNKS_MISSING);
-            return;
+            return nullptr;
         }
         number = static_cast<uint64_t>(frame);
     }
@@ -29,18 +29,25 @@ void File::readVideoFrame(char* buffer, long frame) {
     // second file; never index past the list.
     if (number >= videoIndex->size()) {
         setError(errors::VIDEO_CHUNKS_MISSING);
-        return;
+        return nullptr;
     }
     const IndexEntry& entry = (*videoIndex)[number];
     // Uncompressed frames all have the size of the first one. A caller sizes
     // the buffer from this frame's entry and the geometry; a damaged file whose
     // first frame is larger than both would run past such a buffer.
-    const uint32_t count = isVideoCompressed() ? entry.getSize() : videoFrameSize;
+    count = isVideoCompressed() ? entry.getSize() : videoFrameSize;
     if (count > entry.getSize() && count > getRGB24VideoFrameSize() && count > getIndexedVideoFrameSize()) {
         setError(errors::VIDEO_CHUNKS_MISSING);
-        return;
+        return nullptr;
     }
-    if (readAt(buffer, count, entry.getFilePosition()) != count) {
+    return &entry;
+}
+
+void File::readVideoFrame(char* buffer, long frame) {
+    uint32_t count = 0;
+    const IndexEntry* entry = selectVideoFrame(frame, count);
+    if (entry == nullptr) return;
+    if (readAt(buffer, count, entry->getFilePosition()) != count) {
         setError(errors::FREAD_FAILED);
         return;
     }
@@ -55,6 +62,7 @@ void File::readRGB24VideoFrame(char* buffer, long frame) {
         setError(errors::COMPRESSED_VIDEO_UNSUPPORTED);
         return;
     }
+    if (readRGB24InStrips(buffer, frame)) return;
     readVideoFrame(buffer, frame);
     if (getErrorCode() != errors::NO_ERROR) return;
     const bool padded = getRgb24PadLength() != 0;

@@ -3,17 +3,16 @@
 #include <algorithm>
 #include <cstring>
 
+#include <korva/avi/repack_kernels.h>
 #include <korva/avi/riff.h>
 
 // Stored frames become bottom-up RGB24 inside the caller's buffer. A conversion
 // that grows the data runs from the end of the buffer down, one that shrinks it
 // from the start up, so that no source byte is overwritten before it is read.
 //
-// The fast paths below work in blocks: a block of source pixels is copied to the
-// stack, then converted into its place with a plain loop the compiler can
-// vectorise. They are used only where the walk's order cannot matter (the
-// output of a pixel never lands on the source of a pixel still to come), so
-// they give the walk's bytes exactly.
+// The fast paths are used only where the walk's order cannot matter (the output
+// of a pixel never lands on the source of a pixel still to come), so they give
+// the walk's bytes exactly.
 
 namespace avi {
 
@@ -40,22 +39,6 @@ inline void rgb555Pixel(uint16_t word, uint8_t* __restrict out) {
     out[2] = static_cast<uint8_t>((word >> 7) & 0xF8);
 }
 
-void rgb555Run(const uint8_t* __restrict src, uint8_t* __restrict out, uint64_t pixels) {
-    for (uint64_t i = 0; i < pixels; ++i) {
-        uint16_t word;
-        std::memcpy(&word, src + 2 * i, 2);
-        rgb555Pixel(word, out + 3 * i);
-    }
-}
-
-void rgb32Run(const uint8_t* __restrict src, uint8_t* __restrict out, uint64_t pixels) {
-    for (uint64_t i = 0; i < pixels; ++i) {
-        out[3 * i] = src[4 * i];
-        out[3 * i + 1] = src[4 * i + 1];
-        out[3 * i + 2] = src[4 * i + 2];
-    }
-}
-
 void indexedRun(const uint8_t* __restrict src, uint8_t* __restrict out, uint64_t pixels, const Lut& lut) {
     for (uint64_t i = 0; i < pixels; ++i) {
         const uint8_t* colour = lut[src[i]];
@@ -79,17 +62,6 @@ void growDownInBlocks(uint8_t* frame, uint64_t srcBase, uint64_t outBase, uint64
         std::memcpy(block, frame + srcBase + srcBytes * begin, n * srcBytes);
         convert(block, frame + outBase + 3 * begin, n);
         end = begin;
-    }
-}
-
-// Pixels [0, pixels) from srcBase + 4*j to outBase + 3*j, from the bottom up in
-// blocks. Valid when outBase <= srcBase.
-void shrinkUpInBlocks(uint8_t* frame, uint64_t srcBase, uint64_t outBase, uint64_t pixels) {
-    alignas(16) uint8_t block[BLOCK_PIXELS * 4];
-    for (uint64_t begin = 0; begin < pixels; begin += BLOCK_PIXELS) {
-        const uint64_t n = std::min(BLOCK_PIXELS, pixels - begin);
-        std::memcpy(block, frame + srcBase + 4 * begin, n * 4);
-        rgb32Run(block, frame + outBase + 3 * begin, n);
     }
 }
 
@@ -141,7 +113,7 @@ void File::rgb555ToRgb24(char* buffer) {
     const uint64_t srcBase = videoFrameSize - 2 * pixels;
     const uint64_t outBase = outSize - 3 * pixels;
     if (outBase >= srcBase) {
-        growDownInBlocks(frame, srcBase, outBase, pixels, 2, rgb555Run);
+        repack::rgb555Run(frame + srcBase, frame + outBase, pixels);
         return;
     }
     // A frame larger than its geometry: keep the walk's exact order.
@@ -180,7 +152,7 @@ void File::rgb555ToRgb24WPad(char* buffer) {
 void File::rgb32ToRgb24(char* buffer) {
     uint8_t* frame = reinterpret_cast<uint8_t*>(buffer);
     const uint64_t whole = videoFrameSize / 4;
-    shrinkUpInBlocks(frame, 0, 0, whole);
+    repack::rgb32Run(frame, frame, whole);
     // A stored size that is no multiple of 4 leaves a partial last pixel; its
     // bytes past the buffer are not read.
     if (videoFrameSize % 4 != 0) {
@@ -195,7 +167,7 @@ void File::rgb32ToRgb24WPad(char* buffer) {
     const uint64_t h = getVideoHeight();
     const uint64_t outRow = 3 * w + getRgb24PadLength();
     const uint64_t extent = frameBufferExtent();
-    for (uint64_t r = 0; r < h && 4 * w * (r + 1) <= extent; ++r) shrinkUpInBlocks(frame, 4 * w * r, outRow * r, w);
+    for (uint64_t r = 0; r < h && 4 * w * (r + 1) <= extent; ++r) repack::rgb32Run(frame + 4 * w * r, frame + outRow * r, w);
 }
 
 // --- Colour indexes ----------------------------------------------------------------------
@@ -243,6 +215,56 @@ void File::indexedToRgb24WPad(char* buffer) {
             end = begin;
         }
     }
+}
+
+// --- Read and repack by strips ------------------------------------------------------------
+
+bool File::readRGB24InStrips(char* buffer, long frame) {
+    const uint16_t depth = getVideoBitsPerPixel();
+    if ((depth != 16 && depth != 32) || topDownFrames || getRgb24PadLength() != 0) return false;
+    const uint64_t stored = videoFrameSize;
+    const uint64_t outSize = getRGB24VideoFrameSize();
+    // Only frames whose size matches their geometry; any other takes the
+    // plain way with its exact walk.
+    if (depth == 16 ? (stored % 2 != 0 || outSize != stored / 2 * 3) : stored % 4 != 0) return false;
+    if (stored < 2 * STRIP_BYTES || (depth == 16 && stripBuffer == nullptr)) return false;
+    uint32_t count = 0;
+    const IndexEntry* entry = selectVideoFrame(frame, count);
+    if (entry == nullptr) {
+        if (getErrorCode() != errors::NO_ERROR) return true;
+        // Nothing to read: the conversion still runs over the buffer as it is.
+        if (depth == 16) rgb555ToRgb24(buffer);
+        else rgb32ToRgb24(buffer);
+        return true;
+    }
+    const uint64_t position = entry->getFilePosition();
+    // A frame cut short by the end of the file fails the plain way, leaving
+    // the bytes that came where a whole read puts them.
+    if (count != stored || position > fileSize || stored > fileSize - position) return false;
+    uint8_t* bytes = reinterpret_cast<uint8_t*>(buffer);
+    for (uint64_t begin = 0; begin < stored; begin += STRIP_BYTES) {
+        const uint64_t length = std::min<uint64_t>(stored - begin, STRIP_BYTES);
+        if (depth == 16) {
+            // The frame grows by half: each strip lands in the scratch strip,
+            // hot in cache, and is converted from there to its place.
+            if (readAt(stripBuffer, length, position + begin) != length) {
+                setError(errors::FREAD_FAILED);
+                return true;
+            }
+            repack::rgb555Run(stripBuffer, bytes + begin / 2 * 3, length / 2);
+        } else {
+            // The frame shrinks: each strip is read to its own place and
+            // converted there, its outputs trailing every unread byte. The
+            // last quarter keeps the stored bytes, as the whole walk leaves it.
+            if (readAt(bytes + begin, length, position + begin) != length) {
+                setError(errors::FREAD_FAILED);
+                return true;
+            }
+            repack::rgb32Run(bytes + begin, bytes + begin / 4 * 3, length / 4);
+        }
+    }
+    if (frame == INVALID_FRAME_INDEX) ++videoFramesRead;
+    return true;
 }
 
 // --- Row order ------------------------------------------------------------------------------

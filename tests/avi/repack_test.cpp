@@ -145,6 +145,8 @@ class RepackWalk : public ::testing::TestWithParam<uint32_t> {};
 TEST_P(RepackWalk, MatchesPlainWalkOverGeometries) {
     const uint32_t bits = GetParam();
     std::vector<std::pair<uint32_t, uint32_t>> sizes = {{640, 3}, {1030, 2}, {1031, 2}}; // past one block
+    // Frames of several strips take the strip-by-strip read for 16 and 32 bits.
+    if (bits == 16 || bits == 32) sizes.insert(sizes.end(), {{1024, 300}, {1028, 257}});
     for (uint32_t w : {1, 2, 3, 4, 5, 6, 7, 8, 9, 16, 17})
         for (uint32_t h : {1, 2, 3, 5}) sizes.push_back({w, h});
     std::vector<Rgbq> map;
