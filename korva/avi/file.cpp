@@ -117,9 +117,10 @@ bool File::open(ustring name, const char* mode) {
                 return false;
             }
         }
-        // Large 16-bit frames are repacked through a strip of scratch; without
-        // it they take the plain way, so a failure here is no error.
-        if (stripBuffer == nullptr && !isVideoCompressed() && getVideoBitsPerPixel() == 16) {
+        // Large 16- and 32-bit frames are repacked through a strip of scratch;
+        // without it they take the plain way, so a failure here is no error.
+        const uint16_t depth = getVideoBitsPerPixel();
+        if (stripBuffer == nullptr && !isVideoCompressed() && (depth == 16 || depth == 32)) {
             stripBuffer = static_cast<uint8_t*>(std::malloc(STRIP_BYTES));
         }
         if (videoPresent && audioPresent && videoIndex->empty() && audioIndex->empty()) {

@@ -193,9 +193,9 @@ private:
     // The frame a video read is to fetch and its byte count, after the checks
     // every read makes; null when there is nothing to read or on an error.
     const IndexEntry* selectVideoFrame(long frame, uint32_t& count);
-    // Large 16- and 32-bit frames read and repacked strip by strip, each strip
-    // converted while it is still in cache. False when the frame is not one of
-    // those and must take the plain way.
+    // Large 16- and 32-bit frames read strip by strip into stripBuffer and
+    // converted from there, while each strip is still in cache. False when the
+    // frame is not one of those and must take the plain way.
     bool readRGB24InStrips(char* buffer, long frame);
     static const uint32_t STRIP_BYTES = 256 * 1024;
 
@@ -233,7 +233,7 @@ private:
     bool videoPresent;
     bool topDownFrames;
     char* rowBuffer;
-    // Scratch for readRGB24InStrips, made by open for 16-bit video.
+    // Scratch for readRGB24InStrips, made by open for 16- and 32-bit video.
     uint8_t* stripBuffer;
     MainAVIHeader mainHeader;
     AVIStreamHeader streamHeaders[MAX_STREAMS];

@@ -227,7 +227,7 @@ bool File::readRGB24InStrips(char* buffer, long frame) {
     // Only frames whose size matches their geometry; any other takes the
     // plain way with its exact walk.
     if (depth == 16 ? (stored % 2 != 0 || outSize != stored / 2 * 3) : stored % 4 != 0) return false;
-    if (stored < 2 * STRIP_BYTES || (depth == 16 && stripBuffer == nullptr)) return false;
+    if (stored < 2 * STRIP_BYTES || stripBuffer == nullptr) return false;
     uint32_t count = 0;
     const IndexEntry* entry = selectVideoFrame(frame, count);
     if (entry == nullptr) {
@@ -253,14 +253,17 @@ bool File::readRGB24InStrips(char* buffer, long frame) {
             }
             repack::rgb555Run(stripBuffer, bytes + begin / 2 * 3, length / 2);
         } else {
-            // The frame shrinks: each strip is read to its own place and
-            // converted there, its outputs trailing every unread byte. The
-            // last quarter keeps the stored bytes, as the whole walk leaves it.
-            if (readAt(bytes + begin, length, position + begin) != length) {
+            // The same for a frame that shrinks by a quarter. The walk in place
+            // leaves the stored bytes in the last quarter, so they are put there.
+            if (readAt(stripBuffer, length, position + begin) != length) {
                 setError(errors::FREAD_FAILED);
                 return true;
             }
-            repack::rgb32Run(bytes + begin, bytes + begin / 4 * 3, length / 4);
+            repack::rgb32Run(stripBuffer, bytes + begin / 4 * 3, length / 4);
+            const uint64_t keepFrom = std::max(begin, stored / 4 * 3);
+            if (keepFrom < begin + length) {
+                std::memcpy(bytes + keepFrom, stripBuffer + (keepFrom - begin), begin + length - keepFrom);
+            }
         }
     }
     if (frame == INVALID_FRAME_INDEX) ++videoFramesRead;
