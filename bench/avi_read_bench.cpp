@@ -33,6 +33,7 @@
 
 #include <korva/avi/file.h>
 
+#include "ratio_reporter.h"
 #include "support/avi_builder.h"
 
 using namespace korvatest;
@@ -225,48 +226,6 @@ void readFrames(benchmark::State& state, const BenchFile* file) {
     setBytes(state, *file);
 }
 
-// The console report, keeping each benchmark's median real time for the
-// ratios at the end.
-class RatioReporter : public benchmark::ConsoleReporter {
-public:
-    // Colour only on a terminal, so that a saved report stays plain text.
-    RatioReporter() : ConsoleReporter(isatty(STDOUT_FILENO) ? OO_ColorTabular : OO_Tabular) {}
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            if (run.error_occurred) continue;
-            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median")
-                medians[run.run_name.function_name] = run.GetAdjustedRealTime();
-            else if (run.run_type == Run::RT_Iteration)
-                single[run.run_name.function_name].push_back(run.GetAdjustedRealTime());
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-    // Median real time of a benchmark, or NaN when it did not run.
-    double time(const std::string& name) const {
-        const auto m = medians.find(name);
-        if (m != medians.end()) return m->second;
-        const auto s = single.find(name);
-        if (s == single.end() || s->second.empty()) return std::nan("");
-        std::vector<double> times = s->second;
-        std::sort(times.begin(), times.end());
-        return times[times.size() / 2];
-    }
-
-private:
-    std::map<std::string, double> medians;
-    std::map<std::string, std::vector<double>> single;
-};
-
-void printRatio(const char* what, double value, double target, bool atLeast) {
-    if (std::isnan(value)) {
-        std::printf("%-56s not measured\n", what);
-        return;
-    }
-    const bool met = atLeast ? value >= target : value <= target;
-    std::printf("%-56s %6.3f  (target %s %.2f: %s)\n", what, value, atLeast ? ">=" : "<=", target,
-                met ? "met" : "MISSED");
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
@@ -294,20 +253,20 @@ int main(int argc, char** argv) {
                                                    readFrames<&avi::File::readRGB24VideoFrame>, &f));
     }
 
-    RatioReporter reporter;
+    korvabench::RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
 
     std::printf("\nRatios (median real times; throughput ratio = baseline time / time):\n");
     for (const char* bits : {"24bit", "16bit", "32bit"}) {
         const std::string what = std::string("readVideoFrame / pread throughput, ") + bits;
-        printRatio(what.c_str(),
+        korvabench::printRatio(what.c_str(),
                    reporter.time(std::string("pread/") + bits) / reporter.time(std::string("readVideoFrame/") + bits),
                    0.9, true);
     }
     for (const char* bits : {"16bit", "32bit"}) {
         const std::string what = std::string("readRGB24VideoFrame / readVideoFrame time, ") + bits;
-        printRatio(what.c_str(),
+        korvabench::printRatio(what.c_str(),
                    reporter.time(std::string("readRGB24VideoFrame/") + bits) /
                        reporter.time(std::string("readVideoFrame/") + bits),
                    1.5, false);
