@@ -41,6 +41,19 @@ void put(char*& at, const char* bytes, size_t count) {
 void put32(char*& at, uint32_t v) { put(at, toLE32(v), 4); }
 void put16(char*& at, uint16_t v) { put(at, toLE16(v), 2); }
 
+// The fields both kinds of stream header write as zero, and the two codes.
+// Scale, rate, length, buffer size and sample size are the caller's.
+void clearStreamHeader(AVIStreamHeader& s, const char* type, const char* handler) {
+    std::memcpy(s.fccType, type, 5);
+    std::memcpy(s.fccHandler, handler, 5);
+    s.dwFlags = 0;
+    s.dwPriorityLanguage = 0;
+    s.dwInitialFrames = 0;
+    s.dwStart = 0;
+    s.dwQuality = 0;
+    std::memset(s.rcFrame, 0, sizeof s.rcFrame);
+}
+
 } // namespace
 
 // --- Configuration -----------------------------------------------------------------
@@ -195,34 +208,20 @@ void File::populateMainHeader() {
 
 void File::populateVideoStreamHeader() {
     AVIStreamHeader& s = streamHeaders[videoStreamIndex];
-    std::memcpy(s.fccType, "vids", 5);
-    std::memcpy(s.fccHandler, "DIB ", 5);
-    s.dwFlags = 0;
-    s.dwPriorityLanguage = 0;
-    s.dwInitialFrames = 0;
+    clearStreamHeader(s, "vids", "DIB ");
     s.dwScale = 1000000;
-    s.dwStart = 0;
     s.dwLength = firstRiffVideoEntries + extraVideoEntries;
     s.dwSuggestedBufferSize = videoFrameSize;
-    s.dwQuality = 0;
     s.dwSampleSize = 0;
-    std::memset(s.rcFrame, 0, sizeof s.rcFrame);
 }
 
 void File::populateAudioStreamHeader() {
     AVIStreamHeader& s = streamHeaders[audioStreamIndex];
-    std::memcpy(s.fccType, "auds", 5);
-    std::memcpy(s.fccHandler, "    ", 5);
-    s.dwFlags = 0;
-    s.dwPriorityLanguage = 0;
-    s.dwInitialFrames = 0;
-    s.dwStart = 0;
+    clearStreamHeader(s, "auds", "    ");
     // Only the first RIFF chunk's audio is counted here, while the video total
     // covers every RIFF chunk.
     s.dwLength = s.dwSampleSize != 0 ? (firstRiffAudioEntries * audioChunkDataSize) / s.dwSampleSize : 0;
     s.dwSuggestedBufferSize = audioChunkDataSize;
-    s.dwQuality = 0;
-    std::memset(s.rcFrame, 0, sizeof s.rcFrame);
 }
 
 void File::populateBitmapHeader() {
