@@ -29,6 +29,7 @@ File::File()
       videoPresent(false),
       topDownFrames(false),
       rowBuffer(nullptr),
+      rowBufferSize(0),
       stripBuffer(nullptr),
       mainHeader(),
       streamHeaders(),
@@ -109,10 +110,13 @@ bool File::open(ustring name, const char* mode) {
         if (topDownFrames) {
             // The height can only be 0 here when a second open on this object
             // inherited the flag from an earlier file.
+            // A frame larger than the file can never be read, so its rows need
+            // no room either.
             const uint32_t height = getVideoHeight();
             std::free(rowBuffer);
-            rowBuffer = static_cast<char*>(std::malloc(height != 0 ? videoFrameSize / height : 0));
-            if (rowBuffer == nullptr) {
+            rowBufferSize = height != 0 && videoFrameSize <= fileSize ? videoFrameSize / height : 0;
+            rowBuffer = static_cast<char*>(std::malloc(rowBufferSize));
+            if (rowBuffer == nullptr && rowBufferSize != 0) {
                 setError(errors::OUT_OF_MEMORY);
                 return false;
             }
@@ -164,6 +168,7 @@ void File::close() {
         if (topDownFrames && rowBuffer != nullptr) {
             std::free(rowBuffer);
             rowBuffer = nullptr;
+            rowBufferSize = 0;
         }
         std::free(stripBuffer);
         stripBuffer = nullptr;

@@ -233,6 +233,7 @@ private:
     bool videoPresent;
     bool topDownFrames;
     char* rowBuffer;
+    uint32_t rowBufferSize;
     // Scratch for readRGB24InStrips, made by open for 16- and 32-bit video.
     uint8_t* stripBuffer;
     MainAVIHeader mainHeader;

@@ -276,7 +276,7 @@ void File::convertFrameToBottomUp(char* frame) {
     const uint32_t h = getVideoHeight();
     if (rowBuffer == nullptr || h == 0) return;
     const uint32_t rowSize = videoFrameSize / h;
-    if (rowSize == 0) return;
+    if (rowSize == 0 || rowSize > rowBufferSize) return;
     for (uint32_t i = 0; i < h / 2; ++i) {
         char* top = frame + uint64_t(i) * rowSize;
         char* bottom = frame + uint64_t(h - 1 - i) * rowSize;
