@@ -4,6 +4,7 @@
 // Umbrella header: every public declaration of libkorva.
 
 #include <korva/core/types.h>
+#include <korva/core/media_types.h>
 #include <korva/filesystem/filesystem.h>
 #include <korva/avi/errors.h>
 #include <korva/avi/records.h>
