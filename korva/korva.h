@@ -9,5 +9,7 @@
 #include <korva/avi/errors.h>
 #include <korva/avi/records.h>
 #include <korva/avi/file.h>
+#include <korva/video/traits.h>
+#include <korva/video/dispatch.h>
 
 #endif

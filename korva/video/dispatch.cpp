@@ -1,0 +1,192 @@
+#include <korva/video/dispatch.h>
+
+#include <korva/video/traits.h>
+
+namespace {
+
+// One member of a family per VideoDataType, in the enumeration's order.
+template <typename Fcn> using KernelTable = Fcn[VIDEO_LOGICAL + 1];
+
+// The kernel tables, one per family. A family whose kernels are not written
+// yet has only null members, which its selector hands out as "no kernel";
+// each table is the one place to fill when its family arrives.
+constexpr KernelTable<MMVideoInputFcn> RGBToRGBChannelsInputKernels = {};
+constexpr KernelTable<MMVideoInputFcn> RGBToRGBChannelsInputKernels_mmr = {};
+constexpr KernelTable<MMVideoInputFcn> RGBToIntensityChannelsInputKernels = {};
+constexpr KernelTable<MMVideoInputFcn> RGBToIntensityChannelsInputKernels_mmr = {};
+constexpr KernelTable<MMVideoInputFcn> RGBToYCbCrChannelsInputKernels = {};
+constexpr KernelTable<MMVideoInputFcn> RGBToYCbCrChannelsInputKernels_mmr = {};
+constexpr KernelTable<MMVideoInputFcn> YCbCrToRGBChannelsInputKernels = {};
+constexpr KernelTable<MMVideoInputFcn> YCbCrToIntensityChannelsInputKernels = {};
+constexpr KernelTable<MMVideoInputFcn> YCbCrToYCbCrChannelsInputKernels = {};
+
+// A blank YCbCr picture is the blank three-plane picture, so the YCbCr empty
+// selector shares this table. The VIDEO_LOGICAL row of both stays null.
+constexpr KernelTable<MMVideoEmptyFcn> ToRGBChannelsEmptyKernels = {};
+constexpr KernelTable<MMVideoEmptyFcn> ToIntensityChannelsEmptyKernels = {};
+
+constexpr KernelTable<MMVideoOutputFcn> RGBToRGBChannelsOutputKernels = {};
+constexpr KernelTable<MMVideoOutputFcn> IntensityToRGBChannelsOutputKernels = {};
+constexpr KernelTable<MMVideoOutputFcn> YCbCrToRGBChannelsOutputKernels = {};
+constexpr KernelTable<MMVideoOutputFcn> RGBToYCbCrChannelsOutputKernels = {};
+constexpr KernelTable<MMVideoOutputFcn> IntensityToYCbCrChannelsOutputKernels = {};
+constexpr KernelTable<MMVideoOutputFcn> YCbCrToYCbCrChannelsOutputKernels = {};
+
+constexpr KernelTable<MMVideoConvertCopyFcn> RGBToRGB24ChannelsConvertCopyKernels = {};
+constexpr KernelTable<MMVideoConvertCopyFcn> IntensityToRGB24ChannelsConvertCopyKernels = {};
+
+// Negative values fail the test as well, read as large unsigned ones.
+bool isVideoDataType(VideoDataType type) { return static_cast<uint32_t>(type) <= VIDEO_LOGICAL; }
+
+// Input and empty selectors: the table of the type is built before its kernel
+// leaves, on every call, so that kernels never need to check it.
+template <typename Fcn> Fcn selectVideoKernel(const KernelTable<Fcn>& table, VideoDataType type) {
+    if (!isVideoDataType(type)) {
+        return nullptr;
+    }
+    buildEightBitLUT(type);
+    return table[type];
+}
+
+// Output and convert copy selectors: their kernels read no table.
+template <typename Fcn> Fcn lookupVideoKernel(const KernelTable<Fcn>& table, VideoDataType type) {
+    return isVideoDataType(type) ? table[type] : nullptr;
+}
+
+// Routes by FourCC value; FOURCC_UNKNOWN rows and columns stay null.
+const int FOURCC_COUNT = FOURCC_YUY2 + 1;
+
+bool isFourCC(FourCCType format) { return static_cast<uint32_t>(format) < FOURCC_COUNT; }
+
+// [frame][plane][mmr]: only an RGB frame has a three-plane (_mmr) source.
+const MMVideoInputSelector INPUT_ROUTES[FOURCC_COUNT][FOURCC_COUNT][2] = {
+    /* UNKNOWN */ {},
+    /* RGB */
+    {{},
+     {MM_GetRGBToRGBChannelsInputFcn, MM_GetRGBToRGBChannelsInputFcn_mmr},
+     {MM_GetRGBToIntensityChannelsInputFcn, MM_GetRGBToIntensityChannelsInputFcn_mmr},
+     {MM_GetRGBToYCbCrChannelsInputFcn, MM_GetRGBToYCbCrChannelsInputFcn_mmr}},
+    /* GREY */ {},
+    /* YUY2 */
+    {{},
+     {MM_GetYCbCrToRGBChannelsInputFcn, MM_GetYCbCrToRGBChannelsInputFcn},
+     {MM_GetYCbCrToIntensityChannelsInputFcn, MM_GetYCbCrToIntensityChannelsInputFcn},
+     {MM_GetYCbCrToYCbCrChannelsInputFcn, MM_GetYCbCrToYCbCrChannelsInputFcn}}};
+
+// [plane][frame]: GREY is a plane format only, never a frame format.
+const MMVideoOutputSelector OUTPUT_ROUTES[FOURCC_COUNT][FOURCC_COUNT] = {
+    /* UNKNOWN */ {},
+    /* RGB */ {nullptr, MM_GetRGBToRGBChannelsOutputFcn, nullptr, MM_GetRGBToYCbCrChannelsOutputFcn},
+    /* GREY */ {nullptr, MM_GetIntensityToRGBChannelsOutputFcn, nullptr, MM_GetIntensityToYCbCrChannelsOutputFcn},
+    /* YUY2 */ {nullptr, MM_GetYCbCrToRGBChannelsOutputFcn, nullptr, MM_GetYCbCrToYCbCrChannelsOutputFcn}};
+
+// [plane]
+const MMVideoEmptySelector EMPTY_ROUTES[FOURCC_COUNT] = {
+    nullptr, MM_GetToRGBChannelsEmptyFcn, MM_GetToIntensityChannelsEmptyFcn, MM_GetToYCbCrChannelsEmptyFcn};
+
+} // namespace
+
+MMVideoInputFcn MM_GetRGBToRGBChannelsInputFcn(VideoDataType type) {
+    return selectVideoKernel(RGBToRGBChannelsInputKernels, type);
+}
+MMVideoInputFcn MM_GetRGBToRGBChannelsInputFcn_mmr(VideoDataType type) {
+    return selectVideoKernel(RGBToRGBChannelsInputKernels_mmr, type);
+}
+MMVideoInputFcn MM_GetRGBToIntensityChannelsInputFcn(VideoDataType type) {
+    return selectVideoKernel(RGBToIntensityChannelsInputKernels, type);
+}
+MMVideoInputFcn MM_GetRGBToIntensityChannelsInputFcn_mmr(VideoDataType type) {
+    return selectVideoKernel(RGBToIntensityChannelsInputKernels_mmr, type);
+}
+MMVideoInputFcn MM_GetRGBToYCbCrChannelsInputFcn(VideoDataType type) {
+    return selectVideoKernel(RGBToYCbCrChannelsInputKernels, type);
+}
+MMVideoInputFcn MM_GetRGBToYCbCrChannelsInputFcn_mmr(VideoDataType type) {
+    return selectVideoKernel(RGBToYCbCrChannelsInputKernels_mmr, type);
+}
+MMVideoInputFcn MM_GetYCbCrToRGBChannelsInputFcn(VideoDataType type) {
+    return selectVideoKernel(YCbCrToRGBChannelsInputKernels, type);
+}
+MMVideoInputFcn MM_GetYCbCrToIntensityChannelsInputFcn(VideoDataType type) {
+    return selectVideoKernel(YCbCrToIntensityChannelsInputKernels, type);
+}
+MMVideoInputFcn MM_GetYCbCrToYCbCrChannelsInputFcn(VideoDataType type) {
+    return selectVideoKernel(YCbCrToYCbCrChannelsInputKernels, type);
+}
+
+MMVideoEmptyFcn MM_GetToRGBChannelsEmptyFcn(VideoDataType type) {
+    return selectVideoKernel(ToRGBChannelsEmptyKernels, type);
+}
+MMVideoEmptyFcn MM_GetToIntensityChannelsEmptyFcn(VideoDataType type) {
+    return selectVideoKernel(ToIntensityChannelsEmptyKernels, type);
+}
+MMVideoEmptyFcn MM_GetToYCbCrChannelsEmptyFcn(VideoDataType type) {
+    return selectVideoKernel(ToRGBChannelsEmptyKernels, type);
+}
+
+MMVideoOutputFcn MM_GetRGBToRGBChannelsOutputFcn(VideoDataType type) {
+    return lookupVideoKernel(RGBToRGBChannelsOutputKernels, type);
+}
+MMVideoOutputFcn MM_GetIntensityToRGBChannelsOutputFcn(VideoDataType type) {
+    return lookupVideoKernel(IntensityToRGBChannelsOutputKernels, type);
+}
+MMVideoOutputFcn MM_GetYCbCrToRGBChannelsOutputFcn(VideoDataType type) {
+    return lookupVideoKernel(YCbCrToRGBChannelsOutputKernels, type);
+}
+MMVideoOutputFcn MM_GetRGBToYCbCrChannelsOutputFcn(VideoDataType type) {
+    return lookupVideoKernel(RGBToYCbCrChannelsOutputKernels, type);
+}
+MMVideoOutputFcn MM_GetIntensityToYCbCrChannelsOutputFcn(VideoDataType type) {
+    return lookupVideoKernel(IntensityToYCbCrChannelsOutputKernels, type);
+}
+MMVideoOutputFcn MM_GetYCbCrToYCbCrChannelsOutputFcn(VideoDataType type) {
+    return lookupVideoKernel(YCbCrToYCbCrChannelsOutputKernels, type);
+}
+
+MMVideoConvertCopyFcn MM_GetRGBToRGB24ChannelsConvertCopyFcn(VideoDataType type) {
+    return lookupVideoKernel(RGBToRGB24ChannelsConvertCopyKernels, type);
+}
+MMVideoConvertCopyFcn MM_GetIntensityToRGB24ChannelsConvertCopyFcn(VideoDataType type) {
+    return lookupVideoKernel(IntensityToRGB24ChannelsConvertCopyKernels, type);
+}
+
+// A plain decision on the two types, with no table; the raw planar family has
+// no kernels yet, so no pair is known.
+MMRawPlanarConvertFcn MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(VideoDataType in, VideoDataType out) {
+    (void)in;
+    (void)out;
+    return nullptr;
+}
+
+MMVideoInputSelector videoInputSelector(FourCCType frameFormat, FourCCType planeFormat, bool mmr) {
+    if (!isFourCC(frameFormat) || !isFourCC(planeFormat)) {
+        return nullptr;
+    }
+    return INPUT_ROUTES[frameFormat][planeFormat][mmr ? 1 : 0];
+}
+
+MMVideoOutputSelector videoOutputSelector(FourCCType planeFormat, FourCCType frameFormat) {
+    if (!isFourCC(planeFormat) || !isFourCC(frameFormat)) {
+        return nullptr;
+    }
+    return OUTPUT_ROUTES[planeFormat][frameFormat];
+}
+
+MMVideoEmptySelector videoEmptySelector(FourCCType planeFormat) {
+    return isFourCC(planeFormat) ? EMPTY_ROUTES[planeFormat] : nullptr;
+}
+
+MMVideoInputFcn MM_GetVideoInputFcn(FourCCType frameFormat, FourCCType planeFormat, VideoDataType type, bool mmr) {
+    MMVideoInputSelector select = videoInputSelector(frameFormat, planeFormat, mmr);
+    return select ? select(type) : nullptr;
+}
+
+MMVideoOutputFcn MM_GetVideoOutputFcn(FourCCType planeFormat, FourCCType frameFormat, VideoDataType type) {
+    MMVideoOutputSelector select = videoOutputSelector(planeFormat, frameFormat);
+    return select ? select(type) : nullptr;
+}
+
+MMVideoEmptyFcn MM_GetVideoEmptyFcn(FourCCType planeFormat, VideoDataType type) {
+    MMVideoEmptySelector select = videoEmptySelector(planeFormat);
+    return select ? select(type) : nullptr;
+}
