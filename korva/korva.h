@@ -5,6 +5,7 @@
 
 #include <korva/core/types.h>
 #include <korva/core/media_types.h>
+#include <korva/core/sync.h>
 #include <korva/filesystem/filesystem.h>
 #include <korva/avi/errors.h>
 #include <korva/avi/records.h>
