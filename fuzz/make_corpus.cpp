@@ -36,29 +36,29 @@ std::vector<Rgbq> palette(size_t entries) {
     return out;
 }
 
-AviSpec videoSpec(int32_t width, int32_t height, uint16_t bits, size_t frames, IndexKind index = IndexKind::Legacy) {
-    AviSpec spec;
-    spec.video.width = width;
-    spec.video.height = height;
-    spec.video.bits = bits;
-    if (bits <= 8) spec.video.colormap = palette(size_t(1) << bits);
-    spec.index = index;
+AviPlan videoPlan(int32_t width, int32_t height, uint16_t bits, size_t frames, IndexKind index = IndexKind::Legacy) {
+    AviPlan plan;
+    plan.video.width = width;
+    plan.video.height = height;
+    plan.video.bits = bits;
+    if (bits <= 8) plan.video.colormap = palette(size_t(1) << bits);
+    plan.index = index;
     for (size_t f = 0; f < frames; ++f)
-        spec.frames.push_back(patternBytes(storedFrameSize(width, height, bits), uint32_t(f + 1)));
-    return spec;
+        plan.frames.push_back(patternBytes(storedFrameSize(width, height, bits), uint32_t(f + 1)));
+    return plan;
 }
 
 // Audio chunks of the given sizes, rounded down to whole sample frames.
-void addAudio(AviSpec& spec, uint16_t channels, uint16_t bits, std::vector<size_t> chunkBytes) {
-    spec.hasAudio = true;
-    spec.audio.channels = channels;
-    spec.audio.bits = bits;
+void addAudio(AviPlan& plan, uint16_t channels, uint16_t bits, std::vector<size_t> chunkBytes) {
+    plan.hasAudio = true;
+    plan.audio.channels = channels;
+    plan.audio.bits = bits;
     const size_t align = std::max<size_t>(1, channels * (bits / 8));
     uint32_t seed = 100;
-    for (size_t bytes : chunkBytes) spec.audioChunks.push_back(patternBytes(bytes / align * align, seed++));
+    for (size_t bytes : chunkBytes) plan.audioChunks.push_back(patternBytes(bytes / align * align, seed++));
 }
 
-Bytes build(const AviSpec& spec) { return buildAvi(spec).bytes; }
+Bytes build(const AviPlan& plan) { return buildAvi(plan).bytes; }
 
 // Position of the first occurrence of a four-character code at or after `from`.
 size_t find(const Bytes& bytes, const std::string& code, size_t from = 0) {
@@ -79,7 +79,7 @@ std::vector<std::pair<std::string, Bytes>> seeds() {
 
     // --- Index kinds, with audio interleaved. ---
     {
-        AviSpec s = videoSpec(4, 2, 24, 3);
+        AviPlan s = videoPlan(4, 2, 24, 3);
         addAudio(s, 2, 16, {64, 64, 64});
         add("legacy-24bit-audio.avi", build(s));
         s.index = IndexKind::None;
@@ -94,24 +94,24 @@ std::vector<std::pair<std::string, Bytes>> seeds() {
     }
 
     // --- Pixel depths, odd widths, row order. ---
-    add("depth8-odd-width.avi", build(videoSpec(5, 3, 8, 3)));
-    add("depth16-odd-width.avi", build(videoSpec(3, 2, 16, 3)));
-    add("depth32.avi", build(videoSpec(3, 2, 32, 3)));
-    add("depth24-odd-width.avi", build(videoSpec(5, 2, 24, 2)));
-    add("depth4.avi", build(videoSpec(7, 2, 4, 2)));
-    add("depth2.avi", build(videoSpec(9, 2, 2, 2)));
+    add("depth8-odd-width.avi", build(videoPlan(5, 3, 8, 3)));
+    add("depth16-odd-width.avi", build(videoPlan(3, 2, 16, 3)));
+    add("depth32.avi", build(videoPlan(3, 2, 32, 3)));
+    add("depth24-odd-width.avi", build(videoPlan(5, 2, 24, 2)));
+    add("depth4.avi", build(videoPlan(7, 2, 4, 2)));
+    add("depth2.avi", build(videoPlan(9, 2, 2, 2)));
     {
-        AviSpec s = videoSpec(6, 2, 4, 2);
+        AviPlan s = videoPlan(6, 2, 4, 2);
         s.video.colormap.clear(); // the reader supplies a colormap of its own
         add("depth4-no-colormap.avi", build(s));
     }
-    add("top-down-24bit.avi", build(videoSpec(3, -3, 24, 2)));
-    add("top-down-8bit-odd-width.avi", build(videoSpec(5, -2, 8, 2)));
-    add("top-down-16bit-opendml.avi", build(videoSpec(3, -2, 16, 2, IndexKind::OpenDML)));
+    add("top-down-24bit.avi", build(videoPlan(3, -3, 24, 2)));
+    add("top-down-8bit-odd-width.avi", build(videoPlan(5, -2, 8, 2)));
+    add("top-down-16bit-opendml.avi", build(videoPlan(3, -2, 16, 2, IndexKind::OpenDML)));
 
     // --- One stream, or audio first. ---
     {
-        AviSpec s;
+        AviPlan s;
         s.hasVideo = false;
         addAudio(s, 1, 8, {33, 100, 7});
         add("audio-only-8bit-mono.avi", build(s));
@@ -119,7 +119,7 @@ std::vector<std::pair<std::string, Bytes>> seeds() {
         add("audio-only-no-index.avi", build(s));
     }
     {
-        AviSpec s = videoSpec(2, 2, 24, 2);
+        AviPlan s = videoPlan(2, 2, 24, 2);
         s.audioFirst = true;
         addAudio(s, 2, 16, {40, 12, 80});
         add("audio-first.avi", build(s));
@@ -128,7 +128,7 @@ std::vector<std::pair<std::string, Bytes>> seeds() {
         add("audio-24bit.avi", build(s));
     }
     {
-        AviSpec s;
+        AviPlan s;
         s.video.compression = 0x47504A4D; // "MJPG"
         s.frames = {patternBytes(17, 1), patternBytes(300, 2), patternBytes(1, 3), patternBytes(64, 4)};
         add("compressed-video.avi", build(s));
@@ -139,7 +139,7 @@ std::vector<std::pair<std::string, Bytes>> seeds() {
 
     // --- Damaged files. ---
     {
-        AviSpec s = videoSpec(4, 2, 24, 3);
+        AviPlan s = videoPlan(4, 2, 24, 3);
         addAudio(s, 2, 16, {64, 64, 64});
         const BuiltAvi b = buildAvi(s);
         add("damaged-cut-in-frame.avi", truncated(b.bytes, size_t(b.frameDataPositions[1]) + 5));
@@ -159,7 +159,7 @@ std::vector<std::pair<std::string, Bytes>> seeds() {
     {
         // No index, so the reader walks "movi": its sizes say far more than
         // the file holds.
-        AviSpec s = videoSpec(4, 2, 24, 2, IndexKind::None);
+        AviPlan s = videoPlan(4, 2, 24, 2, IndexKind::None);
         addAudio(s, 1, 16, {30, 30});
         Bytes bytes = build(s);
         putLE32(bytes, 4, 0xFFFFFFFFu);
@@ -171,7 +171,7 @@ std::vector<std::pair<std::string, Bytes>> seeds() {
     {
         // A 65537 x 65535 picture in frames of a few bytes: geometry sizes that
         // wrap in 32 bits.
-        AviSpec s;
+        AviPlan s;
         s.video.width = 65537;
         s.video.height = 65535;
         s.video.bits = 16;
@@ -179,7 +179,7 @@ std::vector<std::pair<std::string, Bytes>> seeds() {
         add("damaged-huge-geometry.avi", build(s));
     }
     {
-        AviSpec s = videoSpec(2, 2, 24, 4, IndexKind::OpenDML);
+        AviPlan s = videoPlan(2, 2, 24, 4, IndexKind::OpenDML);
         addAudio(s, 2, 16, {16, 16, 16, 16});
         s.segments = 2;
         const Bytes good = build(s);

@@ -150,11 +150,11 @@ TEST_F(AviHeaders, FirstVideoAndFirstAudioStreamAreSelected) {
     EXPECT_FALSE(f->hasAudio()); // lists behind dwStreams are never seen
     EXPECT_TRUE(parse(headersOnly(3, cat({video(), audio()})))) << f->getErrorMsg(); // done after the pair
 
-    AviSpec spec;
-    spec.hasAudio = spec.audioFirst = true;
-    spec.frames = {patternBytes(24, 1), patternBytes(24, 2)};
-    spec.audioChunks = {patternBytes(16, 3)};
-    ASSERT_TRUE(parse(buildAvi(spec).bytes));
+    AviPlan plan;
+    plan.hasAudio = plan.audioFirst = true;
+    plan.frames = {patternBytes(24, 1), patternBytes(24, 2)};
+    plan.audioChunks = {patternBytes(16, 3)};
+    ASSERT_TRUE(parse(buildAvi(plan).bytes));
     EXPECT_EQ(f->getVideoStreamRate(), 25u); // the record of stream 1, not 0
     std::vector<char> frame(24);
     f->readVideoFrame(frame.data(), 1);
@@ -162,10 +162,10 @@ TEST_F(AviHeaders, FirstVideoAndFirstAudioStreamAreSelected) {
 }
 
 TEST_F(AviHeaders, TopLevelWalkEdges) {
-    AviSpec spec;
-    spec.frames = {patternBytes(24, 1), patternBytes(24, 2), patternBytes(24, 3)};
-    spec.totalFramesOverride = 9;
-    const Bytes built = buildAvi(spec).bytes;
+    AviPlan plan;
+    plan.frames = {patternBytes(24, 1), patternBytes(24, 2), patternBytes(24, 3)};
+    plan.totalFramesOverride = 9;
+    const Bytes built = buildAvi(plan).bytes;
 
     // No declared stream: nothing selected, but "idx1" is still read.
     Bytes bytes = built;

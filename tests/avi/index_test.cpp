@@ -214,19 +214,19 @@ TEST_F(AviIndex, StreamFormsTestSizeOnlyUnderTheVideoStreamNumber) {
 
 TEST_F(AviIndex, EveryChunkOfEverySegmentIsReachableByteExact) {
     for (IndexKind kind : {IndexKind::Legacy, IndexKind::OpenDML, IndexKind::OpenDMLAndLegacy}) {
-        AviSpec spec;
-        spec.hasAudio = true;
-        spec.index = kind;
-        spec.segments = 3;
-        spec.video.compression = MJPG; // compressed frames are read with their own sizes
-        spec.totalFramesOverride = 99;
+        AviPlan plan;
+        plan.hasAudio = true;
+        plan.index = kind;
+        plan.segments = 3;
+        plan.video.compression = MJPG; // compressed frames are read with their own sizes
+        plan.totalFramesOverride = 99;
         Bytes audio;
         for (uint32_t i = 0; i < 7; ++i) {
-            spec.frames.push_back(patternBytes(20 + 3 * i, i));
-            spec.audioChunks.push_back(patternBytes(40 + 4 * i, 50 + i));
-            append(audio, spec.audioChunks.back());
+            plan.frames.push_back(patternBytes(20 + 3 * i, i));
+            plan.audioChunks.push_back(patternBytes(40 + 4 * i, 50 + i));
+            append(audio, plan.audioChunks.back());
         }
-        const BuiltAvi b = buildAvi(spec);
+        const BuiltAvi b = buildAvi(plan);
         if (kind != IndexKind::Legacy) { // the last frame lies behind the first RIFF chunk
             ASSERT_GT(b.frameDataPositions.back(), 8u + avi::readLE32(&b.bytes[4]));
         }
@@ -235,7 +235,7 @@ TEST_F(AviIndex, EveryChunkOfEverySegmentIsReachableByteExact) {
         // One entry per chunk: the header's 99 is replaced, and the first
         // segment's idx1 is not added on top of an OpenDML index.
         ASSERT_EQ(f.getVideoTotalFrames(), 7) << int(kind);
-        for (long i = 0; i < 7; ++i) EXPECT_EQ(frameAt(f, i), spec.frames[i]) << int(kind) << " frame " << i;
+        for (long i = 0; i < 7; ++i) EXPECT_EQ(frameAt(f, i), plan.frames[i]) << int(kind) << " frame " << i;
         EXPECT_EQ(allAudio(f), audio) << int(kind);
         EXPECT_EQ(f.getErrorCode(), E::NO_ERROR) << f.getErrorMsg();
     }
@@ -323,16 +323,16 @@ TEST_F(AviIndex, ScanOfMoviTakesTopLevelChunksWithEvenSizes) {
 TEST_F(AviIndex, StreamLeftWithoutEntriesIsScannedByOpen) {
     enum Blank { AUDIO_SUPER, BOTH_SUPERS, AUDIO_IN_IDX1 };
     for (Blank blank : {AUDIO_SUPER, BOTH_SUPERS, AUDIO_IN_IDX1}) {
-        AviSpec spec;
-        spec.hasAudio = true;
-        spec.index = blank == AUDIO_IN_IDX1 ? IndexKind::Legacy : IndexKind::OpenDMLAndLegacy;
+        AviPlan plan;
+        plan.hasAudio = true;
+        plan.index = blank == AUDIO_IN_IDX1 ? IndexKind::Legacy : IndexKind::OpenDMLAndLegacy;
         Bytes audio;
         for (uint32_t i = 0; i < 4; ++i) {
-            spec.frames.push_back(patternBytes(24, i));
-            spec.audioChunks.push_back(patternBytes(40, 10 + i));
-            append(audio, spec.audioChunks.back());
+            plan.frames.push_back(patternBytes(24, i));
+            plan.audioChunks.push_back(patternBytes(40, 10 + i));
+            append(audio, plan.audioChunks.back());
         }
-        Bytes bytes = buildAvi(spec).bytes;
+        Bytes bytes = buildAvi(plan).bytes;
         if (blank == AUDIO_IN_IDX1) { // an unknown suffix drops the entry without error
             for (size_t at = findId(bytes, "idx1", 0) + 8; at < bytes.size(); at += 16)
                 if (std::memcmp(&bytes[at], "01wb", 4) == 0) std::memcpy(&bytes[at], "01pc", 4);
@@ -348,7 +348,7 @@ TEST_F(AviIndex, StreamLeftWithoutEntriesIsScannedByOpen) {
         ASSERT_TRUE(open(f, bytes)) << blank;
         EXPECT_EQ(f.getErrorCode(), E::NO_ERROR) << blank << f.getErrorMsg();
         EXPECT_EQ(allAudio(f), audio) << blank;
-        for (long i = 0; i < 4; ++i) EXPECT_EQ(frameAt(f, i), spec.frames[i]) << blank;
+        for (long i = 0; i < 4; ++i) EXPECT_EQ(frameAt(f, i), plan.frames[i]) << blank;
     }
 }
 

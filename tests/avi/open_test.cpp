@@ -13,14 +13,14 @@ namespace fs = korva::filesystem;
 
 namespace {
 
-AviSpec videoAndAudio(unsigned frames = 3) {
-    AviSpec spec;
-    spec.hasAudio = true;
+AviPlan videoAndAudio(unsigned frames = 3) {
+    AviPlan plan;
+    plan.hasAudio = true;
     for (unsigned i = 0; i < frames; ++i) {
-        spec.frames.push_back(patternBytes(24, i));
-        spec.audioChunks.push_back(patternBytes(40, 50 + i));
+        plan.frames.push_back(patternBytes(24, i));
+        plan.audioChunks.push_back(patternBytes(40, 50 + i));
     }
-    return spec;
+    return plan;
 }
 
 bool exists(const std::string& path) {
@@ -74,10 +74,10 @@ TEST(AviOpen, SupportProblemsStandBehindASuccessfulOpen) {
                             {8, 0x110, 0}};                                   // interleaved passes
     TempDir dir;
     for (const auto& c : cases) {
-        AviSpec spec = videoAndAudio();
-        spec.audio.bits = uint16_t(c[0]);
-        spec.mainFlags = uint32_t(c[1]);
-        writeFile(dir.path("s.avi"), buildAvi(spec).bytes);
+        AviPlan plan = videoAndAudio();
+        plan.audio.bits = uint16_t(c[0]);
+        plan.mainFlags = uint32_t(c[1]);
+        writeFile(dir.path("s.avi"), buildAvi(plan).bytes);
         avi::File f, info;
         EXPECT_TRUE(f.open(dir.path("s.avi").c_str(), "rb")) << c[0] << " " << c[1];
         EXPECT_EQ(f.getErrorCode(), c[2]) << c[0] << " " << c[1];
@@ -94,10 +94,10 @@ TEST(AviOpen, SupportProblemsStandBehindASuccessfulOpen) {
 
 TEST(AviOpen, VideoAndAudioWithoutAnyChunkIsRefused) {
     for (IndexKind kind : {IndexKind::None, IndexKind::OpenDML}) { // the latter with empty indexes
-        AviSpec spec = videoAndAudio(0);
-        spec.index = kind;
+        AviPlan plan = videoAndAudio(0);
+        plan.index = kind;
         TempDir dir;
-        writeFile(dir.path("e.avi"), buildAvi(spec).bytes);
+        writeFile(dir.path("e.avi"), buildAvi(plan).bytes);
         avi::File f;
         EXPECT_FALSE(f.open(dir.path("e.avi").c_str(), "rb")) << int(kind);
         EXPECT_EQ(f.getErrorCode(), avi::errors::ALL_CHUNKS_MISSING) << int(kind);
@@ -105,12 +105,12 @@ TEST(AviOpen, VideoAndAudioWithoutAnyChunkIsRefused) {
 }
 
 TEST(AviOpen, TopDownFileReadsBottomUpAndClosesTwice) {
-    AviSpec spec;
-    spec.video.bits = 8;
-    spec.video.height = -2; // rows of 4 bytes, stored top-down
-    spec.frames = {patternBytes(8, 1)};
+    AviPlan plan;
+    plan.video.bits = 8;
+    plan.video.height = -2; // rows of 4 bytes, stored top-down
+    plan.frames = {patternBytes(8, 1)};
     TempDir dir;
-    writeFile(dir.path("c.avi"), buildAvi(spec).bytes);
+    writeFile(dir.path("c.avi"), buildAvi(plan).bytes);
     avi::File f;
     f.close(); // never opened
     ASSERT_TRUE(f.open(dir.path("c.avi").c_str(), "rb")) << f.getErrorMsg();

@@ -18,7 +18,7 @@ struct Opened {
                                  : f.open(dir.path("f.avi").c_str(), "rb");
         EXPECT_TRUE(ok) << f.getErrorMsg();
     }
-    explicit Opened(const AviSpec& spec, bool infoOnly = false) : Opened(buildAvi(spec), infoOnly) {}
+    explicit Opened(const AviPlan& plan, bool infoOnly = false) : Opened(buildAvi(plan), infoOnly) {}
 };
 
 std::vector<Bytes> patterns(std::initializer_list<size_t> sizes, uint32_t seed = 40) {
@@ -27,19 +27,19 @@ std::vector<Bytes> patterns(std::initializer_list<size_t> sizes, uint32_t seed =
     return out;
 }
 
-AviSpec videoSpec(std::vector<Bytes> frames, int32_t w = 4, int32_t h = 1, uint16_t bits = 24) {
-    AviSpec spec;
-    spec.video.width = w, spec.video.height = h, spec.video.bits = bits;
-    spec.frames = std::move(frames);
-    return spec;
+AviPlan videoPlan(std::vector<Bytes> frames, int32_t w = 4, int32_t h = 1, uint16_t bits = 24) {
+    AviPlan plan;
+    plan.video.width = w, plan.video.height = h, plan.video.bits = bits;
+    plan.frames = std::move(frames);
+    return plan;
 }
 
 // Video of three frames and audio seeded apart from it.
-AviSpec audioSpec(std::initializer_list<size_t> chunks, IndexKind kind = IndexKind::Legacy, unsigned segments = 1) {
-    AviSpec spec = videoSpec(patterns({12, 12, 12}));
-    spec.hasAudio = true, spec.audioChunks = patterns(chunks, 200);
-    spec.index = kind, spec.segments = segments;
-    return spec;
+AviPlan audioPlan(std::initializer_list<size_t> chunks, IndexKind kind = IndexKind::Legacy, unsigned segments = 1) {
+    AviPlan plan = videoPlan(patterns({12, 12, 12}));
+    plan.hasAudio = true, plan.audioChunks = patterns(chunks, 200);
+    plan.index = kind, plan.segments = segments;
+    return plan;
 }
 
 Bytes joined(const std::vector<Bytes>& chunks) {
@@ -53,7 +53,7 @@ const std::vector<char> kFill(12, char(0xCD));
 
 TEST(ReadVideoFrame, SequentialAndNumberedReadsMix) {
     const std::vector<Bytes> frames = patterns({12, 12, 12, 12, 12});
-    Opened o(videoSpec(frames));
+    Opened o(videoPlan(frames));
     avi::File& f = o.f;
     std::vector<char> buf = kFill;
     uint64_t cursor = 0;
@@ -83,7 +83,7 @@ TEST(ReadVideoFrame, SequentialAndNumberedReadsMix) {
 }
 
 TEST(ReadVideoFrame, UncompressedFramesAllTakeTheFirstEntrySize) {
-    const BuiltAvi built = buildAvi(videoSpec(patterns({12, 20, 8})));
+    const BuiltAvi built = buildAvi(videoPlan(patterns({12, 20, 8})));
     Opened o(built);
     for (auto [n, size] : {std::pair{0L, 12u}, {1L, 20u}, {2L, 8u}, {3L, 0u}, {9L, 0u}}) {
         EXPECT_EQ(o.f.getRawVideoFrameSize(n), size) << n;
@@ -101,13 +101,13 @@ TEST(ReadVideoFrame, UncompressedFramesAllTakeTheFirstEntrySize) {
 }
 
 TEST(ReadVideoFrame, NoVideoChunks) {
-    AviSpec declared = audioSpec({40}); // video declared with three frames, none stored
+    AviPlan declared = audioPlan({40}); // video declared with three frames, none stored
     declared.frames.clear(), declared.totalFramesOverride = 3;
-    AviSpec noVideo = audioSpec({40});
+    AviPlan noVideo = audioPlan({40});
     noVideo.hasVideo = false, noVideo.frames.clear();
-    for (const AviSpec& spec : {declared, noVideo}) {
-        Opened o(spec);
-        const bool hasTotal = spec.hasVideo;
+    for (const AviPlan& plan : {declared, noVideo}) {
+        Opened o(plan);
+        const bool hasTotal = plan.hasVideo;
         ASSERT_EQ(o.f.getVideoTotalFrames(), hasTotal ? 3 : 0);
         EXPECT_EQ(o.f.getRawVideoFrameSize(0), 0u);
         EXPECT_EQ(o.f.getErrorCode(), hasTotal ? VIDEO_CHUNKS_MISSING : NO_ERROR);
@@ -119,14 +119,14 @@ TEST(ReadVideoFrame, NoVideoChunks) {
 }
 
 TEST(ReadVideoFrame, CompressedFramesAreServedRawAndRefusedOtherwise) {
-    AviSpec spec = videoSpec(patterns({5, 9, 3}), 4, -2); // top-down, yet never flipped
-    spec.video.compression = 0x64636261;
-    Opened o(spec);
+    AviPlan plan = videoPlan(patterns({5, 9, 3}), 4, -2); // top-down, yet never flipped
+    plan.video.compression = 0x64636261;
+    Opened o(plan);
     for (long n = 0; n < 3; ++n) {
         std::vector<char> buf(o.f.getRawVideoFrameSize(n));
         o.f.readVideoFrame(buf.data());
         ASSERT_EQ(o.f.getErrorCode(), NO_ERROR);
-        EXPECT_EQ(asBytes(buf), spec.frames[size_t(n)]);
+        EXPECT_EQ(asBytes(buf), plan.frames[size_t(n)]);
     }
     o.f.resetVideo();
     std::vector<char> buf = kFill;
@@ -142,7 +142,7 @@ TEST(ReadVideoFrame, CompressedFramesAreServedRawAndRefusedOtherwise) {
 TEST(ReadVideoFrame, IndexedReadOfOtherDepthsFillsThenReports) {
     for (uint16_t bits : {24, 4, 8}) {
         const size_t size = bits == 24 ? 12 : 4;
-        Opened o(videoSpec(patterns({size, size}), 4, 1, bits));
+        Opened o(videoPlan(patterns({size, size}), 4, 1, bits));
         std::vector<char> buf(size, char(0xCD));
         o.f.readIndexedVideoFrame(buf.data(), -1);
         EXPECT_EQ(o.f.getErrorCode(), bits == 8 ? NO_ERROR : VIDEO_NOT_INDEXED) << bits;
@@ -152,7 +152,7 @@ TEST(ReadVideoFrame, IndexedReadOfOtherDepthsFillsThenReports) {
 }
 
 TEST(ReadVideoFrame, FileEndingInsideAFrame) {
-    BuiltAvi built = buildAvi(videoSpec(patterns({12, 12, 12})));
+    BuiltAvi built = buildAvi(videoPlan(patterns({12, 12, 12})));
     // Point the last "idx1" entry at data that starts 5 bytes before the end.
     Bytes& file = built.bytes;
     const size_t idx1 = std::string(file.begin(), file.end()).rfind("idx1");
@@ -176,7 +176,7 @@ TEST(ReadVideoFrame, TopDownRowsAreFlippedOnlyWithOpen) {
     append(flipped, Bytes(frame.begin() + 12, frame.begin() + 24));
     append(flipped, Bytes(frame.begin(), frame.begin() + 12));
     for (bool infoOnly : {false, true}) {
-        Opened o(videoSpec({frame}, 4, -3), infoOnly);
+        Opened o(videoPlan({frame}, 4, -3), infoOnly);
         std::vector<char> buf(36);
         o.f.readVideoFrame(buf.data());
         EXPECT_EQ(o.f.getErrorCode(), NO_ERROR);
@@ -200,10 +200,10 @@ TEST(ReadVideoFrame, WrongNumFramesCheckForRgb24) {
         {1000, 1000, 24, 0x64636261, 1, 1, NO_ERROR},
     };
     for (const Case& c : cases) {
-        AviSpec spec = videoSpec(std::vector<Bytes>(c.frames, patternBytes(c.w == 16 ? 768 : 12, 1)), c.w, c.h, c.bits);
-        spec.video.compression = c.compression;
-        spec.index = IndexKind::OpenDML, spec.segments = c.segments;
-        Opened o(spec);
+        AviPlan plan = videoPlan(std::vector<Bytes>(c.frames, patternBytes(c.w == 16 ? 768 : 12, 1)), c.w, c.h, c.bits);
+        plan.video.compression = c.compression;
+        plan.index = IndexKind::OpenDML, plan.segments = c.segments;
+        Opened o(plan);
         ASSERT_EQ(o.f.getErrorCode(), NO_ERROR);
         o.f.errorIfWrongNumFrameForRGB24();
         EXPECT_EQ(o.f.getErrorCode(), c.want) << c.w << " " << c.bits << " " << c.segments;
@@ -212,8 +212,8 @@ TEST(ReadVideoFrame, WrongNumFramesCheckForRgb24) {
 
 TEST(ReadAudio, CrossesChunksOfDifferingSizesAtAnyCount) {
     for (auto [kind, segments] : {std::pair{IndexKind::Legacy, 1u}, {IndexKind::OpenDML, 3u}}) {
-        const AviSpec spec = audioSpec({400, 44, 1000, 4, 152}, kind, segments);
-        Opened o(spec);
+        const AviPlan plan = audioPlan({400, 44, 1000, 4, 152}, kind, segments);
+        Opened o(plan);
         ASSERT_EQ(o.f.getAudioTotalBytes(), 1600u);
         Bytes got;
         std::vector<char> frame(12);
@@ -228,13 +228,13 @@ TEST(ReadAudio, CrossesChunksOfDifferingSizesAtAnyCount) {
             got.insert(got.end(), buf.begin(), buf.begin() + real);
             EXPECT_EQ(Bytes(buf.begin() + real, buf.end()), Bytes(count - size_t(real), 0)) << "zero padding";
         }
-        EXPECT_EQ(got, joined(spec.audioChunks));
+        EXPECT_EQ(got, joined(plan.audioChunks));
     }
 }
 
 TEST(ReadAudio, EndPadsWithZerosThenLeavesTheBufferAlone) {
-    const AviSpec spec = audioSpec({400, 44, 1000, 4, 152});
-    Opened o(spec);
+    const AviPlan plan = audioPlan({400, 44, 1000, 4, 152});
+    Opened o(plan);
     std::vector<char> buf(1000, char(0xCD));
     o.f.readAudio(buf.data(), 0);
     EXPECT_EQ(o.f.getAudioBytesRead(), 0u);
@@ -243,7 +243,7 @@ TEST(ReadAudio, EndPadsWithZerosThenLeavesTheBufferAlone) {
     o.f.readAudio(buf.data(), 1000); // 600 left
     EXPECT_TRUE(o.f.isEndOfAudio());
     EXPECT_EQ(o.f.getAudioBytesRead(), 1600u);
-    const Bytes all = joined(spec.audioChunks);
+    const Bytes all = joined(plan.audioChunks);
     Bytes want(all.begin() + 1000, all.end());
     want.resize(1000, 0);
     EXPECT_EQ(asBytes(buf), want);
@@ -261,7 +261,7 @@ TEST(ReadAudio, EndPadsWithZerosThenLeavesTheBufferAlone) {
 
 TEST(ReadAudio, TotalComesFromTheHeaderNotTheIndex) {
     std::vector<char> buf(3000, char(0xCD));
-    AviSpec none = audioSpec({400}); // dwLength 0: nothing is ever delivered
+    AviPlan none = audioPlan({400}); // dwLength 0: nothing is ever delivered
     none.audio.lengthOverride = 0;
     Opened o0(none);
     o0.f.readAudio(buf.data(), 100);
@@ -269,7 +269,7 @@ TEST(ReadAudio, TotalComesFromTheHeaderNotTheIndex) {
     EXPECT_EQ(o0.f.getAudioBytesRead(), 0u);
     EXPECT_EQ(buf, std::vector<char>(3000, char(0xCD)));
 
-    AviSpec more = audioSpec({400, 44}); // more stated than indexed: the entries run out
+    AviPlan more = audioPlan({400, 44}); // more stated than indexed: the entries run out
     more.audio.lengthOverride = 1000;
     Opened o1(more);
     o1.f.readAudio(buf.data(), 3000);
@@ -277,7 +277,7 @@ TEST(ReadAudio, TotalComesFromTheHeaderNotTheIndex) {
     EXPECT_EQ(o1.f.getAudioBytesRead(), 444u);
     EXPECT_EQ(Bytes(buf.begin(), buf.begin() + 444), joined(more.audioChunks));
 
-    AviSpec five = audioSpec({10, 10}); // 8-bit mono, total 5: stepped over, no end seen
+    AviPlan five = audioPlan({10, 10}); // 8-bit mono, total 5: stepped over, no end seen
     five.audio.channels = 1, five.audio.bits = 8, five.audio.lengthOverride = 5;
     Opened o2(five);
     o2.f.readAudio(buf.data(), 3);
@@ -291,10 +291,10 @@ TEST(ReadAudio, TotalComesFromTheHeaderNotTheIndex) {
 }
 
 TEST(ReadAudio, CompressedOrAbsentAudioIsRefused) {
-    AviSpec compressed = audioSpec({40});
+    AviPlan compressed = audioPlan({40});
     compressed.audio.tag = 2;
-    for (const AviSpec& spec : {compressed, videoSpec(patterns({12}))}) { // no audio: format tag 0
-        Opened o(spec);
+    for (const AviPlan& plan : {compressed, videoPlan(patterns({12}))}) { // no audio: format tag 0
+        Opened o(plan);
         std::vector<char> buf = kFill;
         o.f.readAudio(buf.data(), 12);
         EXPECT_EQ(o.f.getErrorCode(), COMPRESSED_AUDIO_UNSUPPORTED);

@@ -117,11 +117,11 @@ Bytes bufferBytes(const Geo& g, size_t size, uint32_t seed) {
 void checkAgainstWalk(const Geo& g, bool topDown) {
     SCOPED_TRACE(::testing::Message() << g.bits << " bits " << g.w << "x" << g.h << " stored " << g.stored
                                       << (topDown ? " top-down" : ""));
-    AviSpec spec;
-    spec.video = {int32_t(g.w), topDown ? -int32_t(g.h) : int32_t(g.h), uint16_t(g.bits), 0, 1, 25, g.fileMap};
-    spec.frames = {bufferBytes(g, g.stored, g.w * 31 + g.h), bufferBytes(g, g.stored, g.w * 17 + g.h + 5)};
+    AviPlan plan;
+    plan.video = {int32_t(g.w), topDown ? -int32_t(g.h) : int32_t(g.h), uint16_t(g.bits), 0, 1, 25, g.fileMap};
+    plan.frames = {bufferBytes(g, g.stored, g.w * 31 + g.h), bufferBytes(g, g.stored, g.w * 17 + g.h + 5)};
     TempDir dir;
-    writeFile(dir.path("r.avi"), buildAvi(spec).bytes);
+    writeFile(dir.path("r.avi"), buildAvi(plan).bytes);
     avi::File f;
     ASSERT_TRUE(f.open(dir.path("r.avi").c_str(), "rb")) << f.getErrorMsg();
     ASSERT_EQ(f.getRGB24VideoFrameSize(), g.rgb24Size());
@@ -130,7 +130,7 @@ void checkAgainstWalk(const Geo& g, bool topDown) {
         Model m{bufferBytes(g, n, 1000 + i), std::vector<bool>(n, true)};
         std::vector<char> buf(m.b.begin(), m.b.end());
         if (i < 2) { // past the end nothing is read, and the walk runs over the old bytes
-            std::copy(spec.frames[i].begin(), spec.frames[i].end(), m.b.begin());
+            std::copy(plan.frames[i].begin(), plan.frames[i].end(), m.b.begin());
             if (topDown) m.flip(g);
         }
         f.readRGB24VideoFrame(buf.data());
@@ -175,10 +175,10 @@ struct Opened {
     TempDir dir;
     avi::File f;
     Opened(uint32_t w, uint32_t h, uint16_t bits, Bytes frame, std::vector<Rgbq> map = {}) {
-        AviSpec spec;
-        spec.video = {int32_t(w), int32_t(h), bits, 0, 1, 25, map};
-        spec.frames = {frame};
-        writeFile(dir.path("e.avi"), buildAvi(spec).bytes);
+        AviPlan plan;
+        plan.video = {int32_t(w), int32_t(h), bits, 0, 1, 25, map};
+        plan.frames = {frame};
+        writeFile(dir.path("e.avi"), buildAvi(plan).bytes);
         EXPECT_TRUE(f.open(dir.path("e.avi").c_str(), "rb")) << f.getErrorMsg();
     }
     Bytes readRGB24() { // into a buffer of exactly the stated size, filled with 0xEE

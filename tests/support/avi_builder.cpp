@@ -123,31 +123,31 @@ size_t splitAt(size_t n, unsigned segments, unsigned s) { return n * s / segment
 
 } // namespace
 
-BuiltAvi buildAvi(const AviSpec& spec) {
-    const bool opendml = spec.index == IndexKind::OpenDML || spec.index == IndexKind::OpenDMLAndLegacy;
-    const bool legacy = spec.index == IndexKind::Legacy || spec.index == IndexKind::OpenDMLAndLegacy;
-    const unsigned segments = opendml ? std::max(1u, spec.segments) : 1u;
+BuiltAvi buildAvi(const AviPlan& plan) {
+    const bool opendml = plan.index == IndexKind::OpenDML || plan.index == IndexKind::OpenDMLAndLegacy;
+    const bool legacy = plan.index == IndexKind::Legacy || plan.index == IndexKind::OpenDMLAndLegacy;
+    const unsigned segments = opendml ? std::max(1u, plan.segments) : 1u;
 
     std::vector<StreamLayout> streams;
     auto addVideo = [&] {
         const std::string n = "0" + std::to_string(streams.size());
-        streams.push_back({true, n + (spec.video.compression ? "dc" : "db"), "ix" + n});
+        streams.push_back({true, n + (plan.video.compression ? "dc" : "db"), "ix" + n});
     };
     auto addAudio = [&] {
         const std::string n = "0" + std::to_string(streams.size());
         streams.push_back({false, n + "wb", "ix" + n});
     };
-    if (spec.audioFirst) {
-        if (spec.hasAudio) addAudio();
-        if (spec.hasVideo) addVideo();
+    if (plan.audioFirst) {
+        if (plan.hasAudio) addAudio();
+        if (plan.hasVideo) addVideo();
     } else {
-        if (spec.hasVideo) addVideo();
-        if (spec.hasAudio) addAudio();
+        if (plan.hasVideo) addVideo();
+        if (plan.hasAudio) addAudio();
     }
 
     uint64_t audioBytes = 0;
-    for (const Bytes& c : spec.audioChunks) audioBytes += c.size();
-    const uint32_t blockAlign = std::max<uint32_t>(1, spec.audio.channels * (spec.audio.bits / 8));
+    for (const Bytes& c : plan.audioChunks) audioBytes += c.size();
+    const uint32_t blockAlign = std::max<uint32_t>(1, plan.audio.channels * (plan.audio.bits / 8));
 
     // --- Header list, with super index entries to be patched in. ---
     Bytes strls;
@@ -157,19 +157,19 @@ BuiltAvi buildAvi(const AviSpec& spec) {
         Bytes format;
         if (s.video) {
             h.type = "vids";
-            h.scale = spec.video.scale;
-            h.rate = spec.video.rate;
-            h.length = uint32_t(spec.frames.size());
-            format = bitmapInfoPayload(spec.video.width, spec.video.height, spec.video.bits, spec.video.compression,
-                                       spec.video.colormap);
+            h.scale = plan.video.scale;
+            h.rate = plan.video.rate;
+            h.length = uint32_t(plan.frames.size());
+            format = bitmapInfoPayload(plan.video.width, plan.video.height, plan.video.bits, plan.video.compression,
+                                       plan.video.colormap);
         } else {
             h.type = "auds";
             h.scale = 1;
-            h.rate = spec.audio.rate;
+            h.rate = plan.audio.rate;
             h.sampleSize = blockAlign;
-            h.length = spec.audio.lengthOverride >= 0 ? uint32_t(spec.audio.lengthOverride)
+            h.length = plan.audio.lengthOverride >= 0 ? uint32_t(plan.audio.lengthOverride)
                                                       : uint32_t(audioBytes / blockAlign);
-            format = waveFormatPayload(spec.audio.tag, spec.audio.channels, spec.audio.rate, spec.audio.bits);
+            format = waveFormatPayload(plan.audio.tag, plan.audio.channels, plan.audio.rate, plan.audio.bits);
         }
         Bytes body = cat({chunk("strh", strhPayload(h)), chunk("strf", format)});
         if (opendml) {
@@ -181,11 +181,11 @@ BuiltAvi buildAvi(const AviSpec& spec) {
         append(strls, list("strl", body));
     }
     MainHeaderFields m;
-    m.flags = spec.mainFlags;
-    m.totalFrames = spec.totalFramesOverride >= 0 ? uint32_t(spec.totalFramesOverride) : uint32_t(spec.frames.size());
+    m.flags = plan.mainFlags;
+    m.totalFrames = plan.totalFramesOverride >= 0 ? uint32_t(plan.totalFramesOverride) : uint32_t(plan.frames.size());
     m.streams = uint32_t(streams.size());
-    m.width = uint32_t(spec.video.width);
-    m.height = uint32_t(spec.video.height < 0 ? -spec.video.height : spec.video.height);
+    m.width = uint32_t(plan.video.width);
+    m.height = uint32_t(plan.video.height < 0 ? -plan.video.height : plan.video.height);
     const Bytes hdrl = list("hdrl", cat({chunk("avih", avihPayload(m)), strls}));
 
     BuiltAvi out;
@@ -207,9 +207,9 @@ BuiltAvi buildAvi(const AviSpec& spec) {
         const uint64_t moviPos = listStart + 8;
         if (seg == 0) out.moviPosition = moviPos;
 
-        const size_t v0 = splitAt(spec.frames.size(), segments, seg), v1 = splitAt(spec.frames.size(), segments, seg + 1);
-        const size_t a0 = splitAt(spec.audioChunks.size(), segments, seg),
-                     a1 = splitAt(spec.audioChunks.size(), segments, seg + 1);
+        const size_t v0 = splitAt(plan.frames.size(), segments, seg), v1 = splitAt(plan.frames.size(), segments, seg + 1);
+        const size_t a0 = splitAt(plan.audioChunks.size(), segments, seg),
+                     a1 = splitAt(plan.audioChunks.size(), segments, seg + 1);
         std::vector<std::vector<StandardEntry>> standard(streams.size());
         auto emit = [&](size_t streamNo, const Bytes& payload) {
             const StreamLayout& s = streams[streamNo];
@@ -222,8 +222,8 @@ BuiltAvi buildAvi(const AviSpec& spec) {
         const size_t rounds = std::max(v1 - v0, a1 - a0);
         for (size_t i = 0; i < rounds; ++i) {
             for (size_t k = 0; k < streams.size(); ++k) {
-                if (streams[k].video && v0 + i < v1) emit(k, spec.frames[v0 + i]);
-                if (!streams[k].video && a0 + i < a1) emit(k, spec.audioChunks[a0 + i]);
+                if (streams[k].video && v0 + i < v1) emit(k, plan.frames[v0 + i]);
+                if (!streams[k].video && a0 + i < a1) emit(k, plan.audioChunks[a0 + i]);
             }
         }
         if (opendml) {

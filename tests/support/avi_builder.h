@@ -87,7 +87,7 @@ Bytes idx1Payload(const std::vector<LegacyEntry>& entries);
 
 enum class IndexKind { Legacy, None, OpenDML, OpenDMLAndLegacy };
 
-struct VideoSpec {
+struct VideoPlan {
     int32_t width = 4;
     int32_t height = 2; // negative: rows stored top-down
     uint16_t bits = 24;
@@ -97,7 +97,7 @@ struct VideoSpec {
     std::vector<Rgbq> colormap;
 };
 
-struct AudioSpec {
+struct AudioPlan {
     uint16_t tag = 1;
     uint16_t channels = 2;
     uint32_t rate = 8000;
@@ -106,12 +106,12 @@ struct AudioSpec {
     int64_t lengthOverride = -1;
 };
 
-struct AviSpec {
+struct AviPlan {
     bool hasVideo = true;
     bool hasAudio = false;
     bool audioFirst = false; // audio is stream 0
-    VideoSpec video;
-    AudioSpec audio;
+    VideoPlan video;
+    AudioPlan audio;
     std::vector<Bytes> frames;
     std::vector<Bytes> audioChunks;
     IndexKind index = IndexKind::Legacy;
@@ -127,7 +127,7 @@ struct BuiltAvi {
     std::vector<uint64_t> audioDataPositions;
 };
 
-BuiltAvi buildAvi(const AviSpec& spec);
+BuiltAvi buildAvi(const AviPlan& plan);
 
 // Frame of `size` bytes whose content depends on the frame number and seed.
 Bytes patternBytes(size_t size, uint32_t seed);
