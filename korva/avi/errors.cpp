@@ -62,6 +62,10 @@ const char* const MESSAGES[46] = {
 void File::setError(errors::error_T code) {
     errorCode = code;
     const uint32_t index = static_cast<uint32_t>(code);
+    if (index < 46 && MESSAGES[index] != nullptr) {
+        errorMsg = MESSAGES[index];
+        return;
+    }
     std::ostringstream text;
     switch (code) {
     case errors::RIFF_CHUNK_MISSING:
@@ -77,10 +81,6 @@ void File::setError(errors::error_T code) {
         text << "AVI files with more than " << MAX_STREAMS << " streams are not supported";
         break;
     default:
-        if (index < 46 && MESSAGES[index] != nullptr) {
-            errorMsg = MESSAGES[index];
-            return;
-        }
         text << "Unknown error (" << std::hex << static_cast<int32_t>(code) << ")";
         break;
     }

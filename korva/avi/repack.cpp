@@ -230,16 +230,10 @@ bool File::readRGB24InStrips(char* buffer, long frame) {
     if (stored < 2 * STRIP_BYTES || stripBuffer == nullptr) return false;
     uint32_t count = 0;
     const IndexEntry* entry = selectVideoFrame(frame, count);
-    if (entry == nullptr) {
-        if (getErrorCode() != errors::NO_ERROR) return true;
-        // Nothing to read: the conversion still runs over the buffer as it is.
-        if (depth == 16) rgb555ToRgb24(buffer);
-        else rgb32ToRgb24(buffer);
-        return true;
-    }
+    // Nothing to read, or a frame cut short by the end of the file: the plain
+    // way says so, or converts the buffer as it is, exactly as always.
+    if (entry == nullptr) return getErrorCode() != errors::NO_ERROR;
     const uint64_t position = entry->getFilePosition();
-    // A frame cut short by the end of the file fails the plain way, leaving
-    // the bytes that came where a whole read puts them.
     if (count != stored || position > fileSize || stored > fileSize - position) return false;
     uint8_t* bytes = reinterpret_cast<uint8_t*>(buffer);
     for (uint64_t begin = 0; begin < stored; begin += STRIP_BYTES) {

@@ -89,33 +89,45 @@ __attribute__((target("avx2"))) void rgb555RunAvx2(const uint8_t* src, uint8_t* 
     rgb555PixelsDown(src, out, end);
 }
 
+// Controls of the 16-bit AVX-512 run, made once. Blocks of 64 pixels (128
+// source bytes, 192 output bytes): for each 8-byte group of output, a byte
+// permute first gathers the 2 to 4 words its bytes come from into the group's
+// own 64 bits; a multishift then takes for each output byte the 8 bits starting
+// 3 below the word's blue, 2 above its green start or 7 above it for red, and a
+// mask clears the 3 low bits that do not belong to the colour.
+struct Rgb555Controls {
+    alignas(64) uint8_t gather[3][64];
+    alignas(64) uint8_t shift[3][64];
+
+    Rgb555Controls() {
+        const int offsets[3] = {-3, 2, 7};
+        for (unsigned v = 0; v < 3; ++v) {
+            for (unsigned b = 0; b < 64; ++b) {
+                const unsigned group = 8 * v + b / 8;      // 8-byte group of output
+                const unsigned firstPixel = 8 * group / 3; // first pixel it touches
+                const unsigned pixel = firstPixel + (b % 8) / 2;
+                gather[v][b] = static_cast<uint8_t>(pixel < 64 ? 2 * pixel + b % 2 : 0);
+                const unsigned o = 64 * v + b;             // output byte
+                const unsigned slot = o / 3 - firstPixel;  // its word within the group
+                shift[v][b] = static_cast<uint8_t>((16 * int(slot) + offsets[o % 3]) & 63);
+            }
+        }
+    }
+};
+
+const Rgb555Controls& rgb555Controls() {
+    static const Rgb555Controls controls;
+    return controls;
+}
+
 // GCC 12 reports an undefined operand inside its own AVX-512 headers here
 // (the unused pass-through of the unmasked forms); the code is not affected.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 __attribute__((target("avx512f,avx512bw,avx512vbmi"))) void rgb555RunAvx512(const uint8_t* src, uint8_t* out,
                                                                            uint64_t pixels) {
-    // Blocks of 64 pixels (128 source bytes, 192 output bytes) from the top
-    // down. For each 8-byte group of output, a byte permute first gathers the
-    // 2 to 4 words its bytes come from into the group's own 64 bits; a
-    // multishift then takes for each output byte the 8 bits starting 3 below
-    // the word's blue, 2 above its green start or 7 above it for red, and a
-    // mask clears the 3 low bits that do not belong to the colour.
-    alignas(64) uint8_t gather[3][64];
-    alignas(64) uint8_t shift[3][64];
-    for (unsigned v = 0; v < 3; ++v) {
-        for (unsigned b = 0; b < 64; ++b) {
-            const unsigned group = 8 * v + b / 8;         // 8-byte group of output
-            const unsigned firstPixel = 8 * group / 3;    // first pixel it touches
-            const unsigned pixel = firstPixel + (b % 8) / 2;
-            gather[v][b] = static_cast<uint8_t>(pixel < 64 ? 2 * pixel + b % 2 : 0);
-            const unsigned o = 64 * v + b;                // output byte
-            const unsigned slot = o / 3 - firstPixel;     // its word within the group
-            const unsigned part = o % 3;                  // blue, green, red
-            const int offsets[3] = {-3, 2, 7};
-            shift[v][b] = static_cast<uint8_t>((16 * int(slot) + offsets[part]) & 63);
-        }
-    }
+    const auto& gather = rgb555Controls().gather;
+    const auto& shift = rgb555Controls().shift;
     const __m512i gather0 = _mm512_load_si512(gather[0]), gather1 = _mm512_load_si512(gather[1]),
                   gather2 = _mm512_load_si512(gather[2]);
     const __m512i shift0 = _mm512_load_si512(shift[0]), shift1 = _mm512_load_si512(shift[1]),
