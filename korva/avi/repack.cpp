@@ -33,12 +33,6 @@ void buildColormapLut(const std::vector<tagRGBQUAD>& colormap, Lut& lut) {
     }
 }
 
-inline void rgb555Pixel(uint16_t word, uint8_t* __restrict out) {
-    out[0] = static_cast<uint8_t>(word << 3);
-    out[1] = static_cast<uint8_t>((word >> 2) & 0xF8);
-    out[2] = static_cast<uint8_t>((word >> 7) & 0xF8);
-}
-
 void indexedRun(const uint8_t* __restrict src, uint8_t* __restrict out, uint64_t pixels, const Lut& lut) {
     for (uint64_t i = 0; i < pixels; ++i) {
         const uint8_t* colour = lut[src[i]];
@@ -48,19 +42,15 @@ void indexedRun(const uint8_t* __restrict src, uint8_t* __restrict out, uint64_t
     }
 }
 
-// Pixels [0, pixels) with sources at srcBase + srcBytes*j and outputs at
-// outBase + 3*j, converted from the top down in blocks. Valid when
-// outBase >= srcBase, which keeps every write above every unread source.
-template <typename Convert>
-void growDownInBlocks(uint8_t* frame, uint64_t srcBase, uint64_t outBase, uint64_t pixels, unsigned srcBytes,
-                      Convert convert) {
-    alignas(16) uint8_t block[BLOCK_PIXELS * 2];
-    uint64_t end = pixels;
-    while (end > 0) {
+// Indexes at src + j to colours at out + 3*j, from the last pixel down in
+// blocks copied aside first. In one buffer this needs out >= src, which keeps
+// every write above every unread index.
+void indexedDownInBlocks(const uint8_t* src, uint8_t* out, uint64_t pixels, const Lut& lut) {
+    alignas(16) uint8_t block[BLOCK_PIXELS];
+    for (uint64_t end = pixels; end > 0;) {
         const uint64_t begin = end > BLOCK_PIXELS ? end - BLOCK_PIXELS : 0;
-        const uint64_t n = end - begin;
-        std::memcpy(block, frame + srcBase + srcBytes * begin, n * srcBytes);
-        convert(block, frame + outBase + 3 * begin, n);
+        std::memcpy(block, src + begin, end - begin);
+        indexedRun(block, out + 3 * begin, end - begin, lut);
         end = begin;
     }
 }
@@ -112,16 +102,9 @@ void File::rgb555ToRgb24(char* buffer) {
     if (pixels == 0) return;
     const uint64_t srcBase = videoFrameSize - 2 * pixels;
     const uint64_t outBase = outSize - 3 * pixels;
-    if (outBase >= srcBase) {
-        repack::rgb555Run(frame + srcBase, frame + outBase, pixels);
-        return;
-    }
-    // A frame larger than its geometry: keep the walk's exact order.
-    for (uint64_t j = pixels; j-- > 0;) {
-        uint16_t word;
-        std::memcpy(&word, frame + srcBase + 2 * j, 2);
-        rgb555Pixel(word, frame + outBase + 3 * j);
-    }
+    // A frame larger than its geometry keeps the walk's exact pixel order.
+    if (outBase >= srcBase) repack::rgb555Run(frame + srcBase, frame + outBase, pixels);
+    else repack::rgb555RunPlain(frame + srcBase, frame + outBase, pixels);
 }
 
 void File::rgb555ToRgb24WPad(char* buffer) {
@@ -142,7 +125,7 @@ void File::rgb555ToRgb24WPad(char* buffer) {
         for (uint64_t c = w; c-- > 0;) {
             const uint64_t at = r * srcStride + 2 * c;
             const uint16_t word = at + 1 < extent ? readLE16(frame + at) : at < extent ? frame[at] : 0;
-            rgb555Pixel(word, frame + r * outRow + 3 * c);
+            repack::rgb555Pixel(word, frame + r * outRow + 3 * c);
         }
     }
 }
@@ -181,9 +164,8 @@ void File::indexedToRgb24(char* buffer) {
     if (pixels == 0) return;
     const uint64_t srcBase = videoFrameSize - pixels;
     const uint64_t outBase = outSize - 3 * pixels;
-    auto convert = [&lut](const uint8_t* src, uint8_t* out, uint64_t n) { indexedRun(src, out, n, lut); };
     if (outBase >= srcBase) {
-        growDownInBlocks(frame, srcBase, outBase, pixels, 1, convert);
+        indexedDownInBlocks(frame + srcBase, frame + outBase, pixels, lut);
         return;
     }
     for (uint64_t j = pixels; j-- > 0;) {
@@ -206,15 +188,7 @@ void File::indexedToRgb24WPad(char* buffer) {
     buildColormapLut(colormap, lut);
     // Every source row lies at or below its output row, so rows may be done
     // whole, from the last row up.
-    alignas(16) uint8_t block[BLOCK_PIXELS];
-    for (uint64_t r = h; r-- > 0;) {
-        for (uint64_t end = w; end > 0;) {
-            const uint64_t begin = end > BLOCK_PIXELS ? end - BLOCK_PIXELS : 0;
-            std::memcpy(block, frame + r * srcRow + begin, end - begin);
-            indexedRun(block, frame + r * outRow + 3 * begin, end - begin, lut);
-            end = begin;
-        }
-    }
+    for (uint64_t r = h; r-- > 0;) indexedDownInBlocks(frame + r * srcRow, frame + r * outRow, w, lut);
 }
 
 // --- Read and repack by strips ------------------------------------------------------------

@@ -11,12 +11,6 @@ namespace repack {
 
 namespace {
 
-inline void rgb555Pixel(uint16_t word, uint8_t* out) {
-    out[0] = static_cast<uint8_t>(word << 3);
-    out[1] = static_cast<uint8_t>((word >> 2) & 0xF8);
-    out[2] = static_cast<uint8_t>((word >> 7) & 0xF8);
-}
-
 // Pixels [begin, end) of a forward 32-bit run, one at a time.
 void rgb32Pixels(const uint8_t* src, uint8_t* out, uint64_t begin, uint64_t end) {
     for (uint64_t k = begin; k < end; ++k) {
@@ -157,8 +151,6 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi"))) void rgb555RunAvx512(cons
 
 void rgb32RunPlain(const uint8_t* src, uint8_t* out, uint64_t pixels) { rgb32Pixels(src, out, 0, pixels); }
 
-void rgb555RunPlain(const uint8_t* src, uint8_t* out, uint64_t pixels) { rgb555PixelsDown(src, out, pixels); }
-
 const Kernels PLAIN = {"plain", rgb32RunPlain, rgb555RunPlain};
 #if defined(__x86_64__)
 const Kernels AVX2 = {"avx2", rgb32RunAvx2, rgb555RunAvx2};
@@ -171,6 +163,8 @@ const Kernels& activeKernels() {
 }
 
 } // namespace
+
+void rgb555RunPlain(const uint8_t* src, uint8_t* out, uint64_t pixels) { rgb555PixelsDown(src, out, pixels); }
 
 std::vector<Kernels> availableKernels() {
     std::vector<Kernels> sets{PLAIN};

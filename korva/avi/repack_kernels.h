@@ -20,6 +20,16 @@ void rgb32Run(const uint8_t* src, uint8_t* out, uint64_t pixels);
 // out >= src.
 void rgb555Run(const uint8_t* src, uint8_t* out, uint64_t pixels);
 
+// The 16-bit run one pixel at a time, for sources and outputs in any order.
+void rgb555RunPlain(const uint8_t* src, uint8_t* out, uint64_t pixels);
+
+// One 5-5-5 word to blue, green, red: each 5-bit value to the top of its byte.
+inline void rgb555Pixel(uint16_t word, uint8_t* out) {
+    out[0] = static_cast<uint8_t>(word << 3);
+    out[1] = static_cast<uint8_t>((word >> 2) & 0xF8);
+    out[2] = static_cast<uint8_t>((word >> 7) & 0xF8);
+}
+
 // One set of runs for one kind of processor.
 using Run = void (*)(const uint8_t* src, uint8_t* out, uint64_t pixels);
 struct Kernels {
