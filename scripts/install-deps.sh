@@ -3,7 +3,9 @@
 # only those that are missing. Runs as root on a Debian machine.
 set -euo pipefail
 
-packages=(cmake make g++ libboost-dev libgtest-dev libbenchmark-dev ffmpeg)
+# libswscale-dev and libswresample-dev are linked only into the benchmarks, as
+# peers; libpng-dev serves the tools.
+packages=(cmake make g++ libboost-dev libgtest-dev libbenchmark-dev ffmpeg libswscale-dev libswresample-dev libpng-dev pkg-config)
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
