@@ -1,8 +1,11 @@
 #include <korva/video/dispatch.h>
 
+#include <korva/video/kernels.h>
 #include <korva/video/traits.h>
 
 namespace {
+
+using namespace korva::video;
 
 // One member of a family per VideoDataType, in the enumeration's order.
 template <typename Fcn> using KernelTable = Fcn[VIDEO_LOGICAL + 1];
@@ -10,8 +13,9 @@ template <typename Fcn> using KernelTable = Fcn[VIDEO_LOGICAL + 1];
 // The kernel tables, one per family. A family whose kernels are not written
 // yet has only null members, which its selector hands out as "no kernel";
 // each table is the one place to fill when its family arrives.
-constexpr KernelTable<MMVideoInputFcn> RGBToRGBChannelsInputKernels = {};
-constexpr KernelTable<MMVideoInputFcn> RGBToRGBChannelsInputKernels_mmr = {};
+constexpr KernelTable<MMVideoInputFcn> RGBToRGBChannelsInputKernels = KORVA_VIDEO_FAMILY(RGBToRGBChannelsInput);
+constexpr KernelTable<MMVideoInputFcn> RGBToRGBChannelsInputKernels_mmr =
+    KORVA_VIDEO_FAMILY(RGBToRGBChannelsInput_mmr);
 constexpr KernelTable<MMVideoInputFcn> RGBToIntensityChannelsInputKernels = {};
 constexpr KernelTable<MMVideoInputFcn> RGBToIntensityChannelsInputKernels_mmr = {};
 constexpr KernelTable<MMVideoInputFcn> RGBToYCbCrChannelsInputKernels = {};
@@ -22,8 +26,9 @@ constexpr KernelTable<MMVideoInputFcn> YCbCrToYCbCrChannelsInputKernels = {};
 
 // A blank YCbCr picture is the blank three-plane picture, so the YCbCr empty
 // selector shares this table. The VIDEO_LOGICAL row of both stays null.
-constexpr KernelTable<MMVideoEmptyFcn> ToRGBChannelsEmptyKernels = {};
-constexpr KernelTable<MMVideoEmptyFcn> ToIntensityChannelsEmptyKernels = {};
+constexpr KernelTable<MMVideoEmptyFcn> ToRGBChannelsEmptyKernels = KORVA_VIDEO_FAMILY_WITHOUT_LOGICAL(ToRGBChannelsEmpty);
+constexpr KernelTable<MMVideoEmptyFcn> ToIntensityChannelsEmptyKernels =
+    KORVA_VIDEO_FAMILY_WITHOUT_LOGICAL(ToIntensityChannelsEmpty);
 
 constexpr KernelTable<MMVideoOutputFcn> RGBToRGBChannelsOutputKernels = {};
 constexpr KernelTable<MMVideoOutputFcn> IntensityToRGBChannelsOutputKernels = {};

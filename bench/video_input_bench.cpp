@@ -1,0 +1,118 @@
+// A 1920x1080 RGB24 frame into three planes: against the scaler of FFmpeg
+// doing the nearest conversion (bgr24 to gbrp), against memcpy of the output
+// bytes, and column order against row order, all in one run.
+
+#include "ratio_reporter.h"
+
+#include <korva/korva.h>
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+extern "C" {
+#include <libswscale/swscale.h>
+}
+
+namespace {
+
+const int WIDTH = 1920;
+const int HEIGHT = 1080;
+const int PIXELS = WIDTH * HEIGHT;
+
+const char* const TYPE_NAMES[9] = {"double", "single", "int8", "uint8", "int16", "uint16", "int32", "uint32", "logical"};
+
+std::vector<uint8_t> makeFrame() {
+    std::vector<uint8_t> frame(rgbFrameBytes(WIDTH, HEIGHT));
+    uint32_t x = 12345;
+    for (auto& b : frame) b = static_cast<uint8_t>((x = x * 1664525u + 1013904223u) >> 24);
+    return frame;
+}
+
+void countOutput(benchmark::State& state, std::size_t bytes) {
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(bytes));
+}
+
+void kernel(benchmark::State& state, VideoDataType type, int columnOrder) {
+    const std::vector<uint8_t> frame = makeFrame();
+    const std::size_t planeBytes = std::size_t(PIXELS) * videoDataTypeSize[type];
+    std::vector<uint8_t> planes(3 * planeBytes, 1);
+    const MMVideoInputFcn input = MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, type, false);
+    for (auto _ : state) {
+        input(frame.data(), planes.data(), planes.data() + planeBytes, planes.data() + 2 * planeBytes, WIDTH, HEIGHT,
+              columnOrder);
+        benchmark::ClobberMemory();
+    }
+    countOutput(state, 3 * planeBytes);
+}
+
+// The copy of as many bytes as the planes of the type take.
+void copy(benchmark::State& state, VideoDataType type) {
+    const std::size_t bytes = 3 * std::size_t(PIXELS) * videoDataTypeSize[type];
+    std::vector<uint8_t> from(bytes, 1), to(bytes, 2);
+    for (auto _ : state) {
+        std::memcpy(to.data(), from.data(), bytes);
+        benchmark::ClobberMemory();
+    }
+    countOutput(state, bytes);
+}
+
+void scaler(benchmark::State& state) {
+    const std::vector<uint8_t> frame = makeFrame();
+    std::vector<uint8_t> planes(3 * std::size_t(PIXELS), 1);
+    SwsContext* context = sws_getContext(WIDTH, HEIGHT, AV_PIX_FMT_BGR24, WIDTH, HEIGHT, AV_PIX_FMT_GBRP, SWS_POINT,
+                                         nullptr, nullptr, nullptr);
+    if (!context) {
+        state.SkipWithError("no bgr24 to gbrp context");
+        return;
+    }
+    const uint8_t* const source[1] = {frame.data()};
+    const int sourceStride[1] = {rgbRowBytes(WIDTH)};
+    uint8_t* const target[3] = {planes.data(), planes.data() + PIXELS, planes.data() + 2 * PIXELS};
+    const int targetStride[3] = {WIDTH, WIDTH, WIDTH};
+    for (auto _ : state) {
+        sws_scale(context, source, sourceStride, 0, HEIGHT, target, targetStride);
+        benchmark::ClobberMemory();
+    }
+    sws_freeContext(context);
+    countOutput(state, planes.size());
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+    auto configure = [](benchmark::internal::Benchmark* b) {
+        b->Unit(benchmark::kMillisecond)->MinTime(0.3)->Repetitions(5)->DisplayAggregatesOnly(true);
+    };
+    configure(benchmark::RegisterBenchmark("scaler bgr24 to gbrp", scaler));
+    for (int t = 0; t <= VIDEO_LOGICAL; ++t) {
+        const auto type = static_cast<VideoDataType>(t);
+        const std::string name = TYPE_NAMES[t];
+        configure(benchmark::RegisterBenchmark((name + " rows").c_str(), kernel, type, 0));
+        configure(benchmark::RegisterBenchmark((name + " columns").c_str(), kernel, type, 1));
+    }
+    configure(benchmark::RegisterBenchmark("memcpy double planes", copy, VIDEO_DOUBLE));
+    configure(benchmark::RegisterBenchmark("memcpy single planes", copy, VIDEO_SINGLE));
+
+    korvabench::RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+
+    std::printf("\nRatios (median real times):\n");
+    korvabench::printRatio("uint8 rows / scaler throughput", reporter.time("scaler bgr24 to gbrp") /
+                                                                 reporter.time("uint8 rows"), 1.0, true);
+    korvabench::printRatio("double rows / memcpy throughput", reporter.time("memcpy double planes") /
+                                                                  reporter.time("double rows"), 0.5, true);
+    korvabench::printRatio("single rows / memcpy throughput", reporter.time("memcpy single planes") /
+                                                                  reporter.time("single rows"), 0.5, true);
+    for (const char* name : TYPE_NAMES) {
+        const std::string what = std::string(name) + " columns / rows time";
+        korvabench::printRatio(what.c_str(),
+                               reporter.time(std::string(name) + " columns") / reporter.time(std::string(name) + " rows"),
+                               2.0, false);
+    }
+    return 0;
+}

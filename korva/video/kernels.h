@@ -1,0 +1,62 @@
+#ifndef KORVA_VIDEO_KERNELS_H
+#define KORVA_VIDEO_KERNELS_H
+
+// The kernel families, one template over the VideoDataType value N each,
+// instantiated for every type that has a member. Every member has exactly its
+// family's function type, so the selectors' tables hold them without a cast.
+// Private to the video units: callers reach kernels through the selectors.
+
+#include <korva/video/dispatch.h>
+
+#include <cstdint>
+
+namespace korva::video {
+
+// A bottom-up packed RGB frame into red, green and blue planes.
+template <int N>
+void RGBToRGBChannelsInput(const uint8_t* frame, void* plane0, void* plane1, void* plane2, int width, int height,
+                           int columnOrder);
+
+// Three 8-bit planes, red first, into red, green and blue planes.
+template <int N>
+void RGBToRGBChannelsInput_mmr(const uint8_t* frame, void* plane0, void* plane1, void* plane2, int width, int height,
+                               int columnOrder);
+
+// A blank picture: every element of the planes at the type's min.
+template <int N>
+void ToRGBChannelsEmpty(const uint8_t* frame, void* plane0, void* plane1, void* plane2, int width, int height,
+                        int columnOrder);
+template <int N>
+void ToIntensityChannelsEmpty(const uint8_t* frame, void* plane0, void* plane1, void* plane2, int width, int height,
+                              int columnOrder);
+
+} // namespace korva::video
+
+// A family's nine members in the enumeration's order, and its explicit
+// instantiations in the unit that defines it.
+#define KORVA_VIDEO_FAMILY(family)                                                                                    \
+    {                                                                                                                 \
+        family<0>, family<1>, family<2>, family<3>, family<4>, family<5>, family<6>, family<7>, family<8>             \
+    }
+#define KORVA_VIDEO_FAMILY_WITHOUT_LOGICAL(family)                                                                    \
+    {                                                                                                                 \
+        family<0>, family<1>, family<2>, family<3>, family<4>, family<5>, family<6>, family<7>, nullptr               \
+    }
+
+// Parameter lists of the function types, for the instantiations.
+#define KORVA_VIDEO_INPUT_PARAMS (const uint8_t*, void*, void*, void*, int, int, int)
+
+#define KORVA_INSTANTIATE_VIDEO_FAMILY_UP_TO_7(family, params)                                                         \
+    template void family<0> params;                                                                                   \
+    template void family<1> params;                                                                                   \
+    template void family<2> params;                                                                                   \
+    template void family<3> params;                                                                                   \
+    template void family<4> params;                                                                                   \
+    template void family<5> params;                                                                                   \
+    template void family<6> params;                                                                                   \
+    template void family<7> params;
+#define KORVA_INSTANTIATE_VIDEO_FAMILY(family, params)                                                                \
+    KORVA_INSTANTIATE_VIDEO_FAMILY_UP_TO_7(family, params)                                                            \
+    template void family<8> params;
+
+#endif
