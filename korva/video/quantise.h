@@ -1,0 +1,56 @@
+#ifndef KORVA_VIDEO_QUANTISE_H
+#define KORVA_VIDEO_QUANTISE_H
+
+// How an output kernel reduces an element of a caller's plane to eight bits.
+// Private to the video units.
+
+#include <korva/video/kernel_support.h>
+
+#include <cmath>
+#include <cstdint>
+
+namespace korva::video {
+
+// The element in single precision: wide integers go through a signed word
+// wide enough to keep them positive, a logical element counts as its byte.
+template <int N> float singlePrecisionOf(Element<N> element) {
+    if constexpr (N == VIDEO_DOUBLE || N == VIDEO_SINGLE) {
+        return static_cast<float>(element);
+    } else if constexpr (N == VIDEO_UINT32) {
+        return static_cast<float>(static_cast<int64_t>(element));
+    } else {
+        return static_cast<float>(static_cast<int32_t>(element));
+    }
+}
+
+// Truncation towards zero, with the one answer for NaN and for magnitudes of
+// 2^31 and more that the processor's own conversion gives on x86-64, here on
+// every processor.
+inline int32_t truncateToInt32(double value) {
+    if (std::isnan(value) || value >= 2147483648.0 || value <= -2147483648.0) {
+        return INT32_MIN;
+    }
+    return static_cast<int32_t>(value);
+}
+
+// The element's place in the type's range [min, max], scaled to 0..255 in
+// single precision, rounded by adding a half in double, truncated and
+// clamped. The range spans a power of two more than the input tables spread
+// over, so for the wide integer types a raised byte comes back one lower from
+// 129 up; that is how the two directions are meant to meet.
+template <int N> uint8_t quantiseToEightBit(Element<N> element) {
+    if constexpr (N == VIDEO_UINT8) {
+        return element;
+    } else {
+        const float lo = static_cast<float>(videoTraits<N>::min);
+        const float hi = static_cast<float>(videoTraits<N>::max);
+        const float span = hi - lo;
+        const float t = (singlePrecisionOf<N>(element) - lo) / span * 255.0f;
+        const int32_t rounded = truncateToInt32(static_cast<double>(t) + 0.5);
+        return static_cast<uint8_t>(rounded < 0 ? 0 : rounded > 255 ? 255 : rounded);
+    }
+}
+
+} // namespace korva::video
+
+#endif
