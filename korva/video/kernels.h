@@ -45,6 +45,8 @@ void ToIntensityChannelsEmpty(const uint8_t* frame, void* plane0, void* plane1, 
 
 // Parameter lists of the function types, for the instantiations.
 #define KORVA_VIDEO_INPUT_PARAMS (const uint8_t*, void*, void*, void*, int, int, int)
+#define KORVA_VIDEO_OUTPUT_PARAMS (const void*, const void*, const void*, uint8_t*, int, int, int)
+#define KORVA_VIDEO_CONVERT_COPY_PARAMS (const void*, const void*, const void*, uint8_t*, int, int)
 
 #define KORVA_INSTANTIATE_VIDEO_FAMILY_UP_TO_7(family, params)                                                         \
     template void family<0> params;                                                                                   \
