@@ -18,11 +18,13 @@ constexpr KernelTable<MMVideoInputFcn> RGBToRGBChannelsInputKernels_mmr =
     KORVA_VIDEO_FAMILY(RGBToRGBChannelsInput_mmr);
 constexpr KernelTable<MMVideoInputFcn> RGBToIntensityChannelsInputKernels = {};
 constexpr KernelTable<MMVideoInputFcn> RGBToIntensityChannelsInputKernels_mmr = {};
-constexpr KernelTable<MMVideoInputFcn> RGBToYCbCrChannelsInputKernels = {};
-constexpr KernelTable<MMVideoInputFcn> RGBToYCbCrChannelsInputKernels_mmr = {};
-constexpr KernelTable<MMVideoInputFcn> YCbCrToRGBChannelsInputKernels = {};
-constexpr KernelTable<MMVideoInputFcn> YCbCrToIntensityChannelsInputKernels = {};
-constexpr KernelTable<MMVideoInputFcn> YCbCrToYCbCrChannelsInputKernels = {};
+constexpr KernelTable<MMVideoInputFcn> RGBToYCbCrChannelsInputKernels = KORVA_VIDEO_FAMILY(RGBToYCbCrChannelsInput);
+constexpr KernelTable<MMVideoInputFcn> RGBToYCbCrChannelsInputKernels_mmr =
+    KORVA_VIDEO_FAMILY(RGBToYCbCrChannelsInput_mmr);
+constexpr KernelTable<MMVideoInputFcn> YCbCrToRGBChannelsInputKernels = KORVA_VIDEO_FAMILY(YCbCrToRGBChannelsInput);
+constexpr KernelTable<MMVideoInputFcn> YCbCrToIntensityChannelsInputKernels =
+    KORVA_VIDEO_FAMILY(YCbCrToIntensityChannelsInput);
+constexpr KernelTable<MMVideoInputFcn> YCbCrToYCbCrChannelsInputKernels = KORVA_VIDEO_FAMILY(YCbCrToYCbCrChannelsInput);
 
 // A blank YCbCr picture is the blank three-plane picture, so the YCbCr empty
 // selector shares this table. The VIDEO_LOGICAL row of both stays null.
@@ -32,10 +34,12 @@ constexpr KernelTable<MMVideoEmptyFcn> ToIntensityChannelsEmptyKernels =
 
 constexpr KernelTable<MMVideoOutputFcn> RGBToRGBChannelsOutputKernels = {};
 constexpr KernelTable<MMVideoOutputFcn> IntensityToRGBChannelsOutputKernels = {};
-constexpr KernelTable<MMVideoOutputFcn> YCbCrToRGBChannelsOutputKernels = {};
-constexpr KernelTable<MMVideoOutputFcn> RGBToYCbCrChannelsOutputKernels = {};
-constexpr KernelTable<MMVideoOutputFcn> IntensityToYCbCrChannelsOutputKernels = {};
-constexpr KernelTable<MMVideoOutputFcn> YCbCrToYCbCrChannelsOutputKernels = {};
+constexpr KernelTable<MMVideoOutputFcn> YCbCrToRGBChannelsOutputKernels = KORVA_VIDEO_FAMILY(YCbCrToRGBChannelsOutput);
+constexpr KernelTable<MMVideoOutputFcn> RGBToYCbCrChannelsOutputKernels = KORVA_VIDEO_FAMILY(RGBToYCbCrChannelsOutput);
+constexpr KernelTable<MMVideoOutputFcn> IntensityToYCbCrChannelsOutputKernels =
+    KORVA_VIDEO_FAMILY(IntensityToYCbCrChannelsOutput);
+constexpr KernelTable<MMVideoOutputFcn> YCbCrToYCbCrChannelsOutputKernels =
+    KORVA_VIDEO_FAMILY(YCbCrToYCbCrChannelsOutput);
 
 constexpr KernelTable<MMVideoConvertCopyFcn> RGBToRGB24ChannelsConvertCopyKernels = {};
 constexpr KernelTable<MMVideoConvertCopyFcn> IntensityToRGB24ChannelsConvertCopyKernels = {};

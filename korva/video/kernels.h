@@ -30,6 +30,36 @@ template <int N>
 void ToIntensityChannelsEmpty(const uint8_t* frame, void* plane0, void* plane1, void* plane2, int width, int height,
                               int columnOrder);
 
+// YCbCr: YUY2 frames and YCbCr planes, and the colour conversions between
+// them and RGB or intensity.
+template <int N>
+void RGBToYCbCrChannelsInput(const uint8_t* frame, void* plane0, void* plane1, void* plane2, int width, int height,
+                             int columnOrder);
+template <int N>
+void RGBToYCbCrChannelsInput_mmr(const uint8_t* frame, void* plane0, void* plane1, void* plane2, int width,
+                                 int height, int columnOrder);
+template <int N>
+void YCbCrToRGBChannelsInput(const uint8_t* frame, void* plane0, void* plane1, void* plane2, int width, int height,
+                             int columnOrder);
+template <int N>
+void YCbCrToIntensityChannelsInput(const uint8_t* frame, void* plane0, void* plane1, void* plane2, int width,
+                                   int height, int columnOrder);
+template <int N>
+void YCbCrToYCbCrChannelsInput(const uint8_t* frame, void* plane0, void* plane1, void* plane2, int width, int height,
+                               int columnOrder);
+template <int N>
+void YCbCrToRGBChannelsOutput(const void* plane0, const void* plane1, const void* plane2, uint8_t* frame, int width,
+                              int height, int columnOrder);
+template <int N>
+void RGBToYCbCrChannelsOutput(const void* plane0, const void* plane1, const void* plane2, uint8_t* frame, int width,
+                              int height, int columnOrder);
+template <int N>
+void IntensityToYCbCrChannelsOutput(const void* plane0, const void* plane1, const void* plane2, uint8_t* frame,
+                                    int width, int height, int columnOrder);
+template <int N>
+void YCbCrToYCbCrChannelsOutput(const void* plane0, const void* plane1, const void* plane2, uint8_t* frame,
+                                int width, int height, int columnOrder);
+
 } // namespace korva::video
 
 // A family's nine members in the enumeration's order, and its explicit
