@@ -49,19 +49,24 @@ TEST(VideoQueue, FrameSizes) {
 
 // Frames go out from the head of the pool; a full pool gives null at once,
 // and a released frame is the next one out.
+// A frame the caller still holds outlives the queue until its own Release.
 TEST(VideoQueue, PoolHandsOutFreeFramesFromItsHead) {
-    MMVideoQueue queue(3, FOURCC_RGB, FOURCC_RGB, VIDEO_UINT8, 2, 2, false);
     VideoFrame* frames[3];
-    for (auto& frame : frames) {
-        frame = queue.createVideoFrame();
-        ASSERT_NE(frame, nullptr);
-        EXPECT_EQ(frame->refCount, 2);
+    {
+        MMVideoQueue queue(3, FOURCC_RGB, FOURCC_RGB, VIDEO_UINT8, 2, 2, false);
+        for (auto& frame : frames) {
+            frame = queue.createVideoFrame();
+            ASSERT_NE(frame, nullptr);
+            EXPECT_EQ(frame->refCount, 2);
+        }
+        EXPECT_EQ(queue.createVideoFrame(), nullptr);
+        frames[1]->Release();
+        EXPECT_EQ(queue.createVideoFrame(), frames[1]);
+        frames[0]->refCount = 3;
+        for (auto* frame : frames) frame->Release();
     }
-    EXPECT_EQ(queue.createVideoFrame(), nullptr);
-    frames[1]->Release();
-    EXPECT_EQ(queue.createVideoFrame(), frames[1]);
-    frames[0]->refCount = 3; // held by the caller beyond the queue's teardown
-    for (auto* frame : frames) frame->Release();
+    EXPECT_EQ(frames[0]->refCount, 1);
+    EXPECT_EQ(frames[0]->Release(), 0);
 }
 
 // The front frame is read as often as asked and stays queued; with nothing
