@@ -1,7 +1,8 @@
 #include <korva/queue/frame_queue.h>
 
 MMFrameQueue::MMFrameQueue(int capacity)
-    : capacity(capacity), readerCount(0), framesAvailable(0), slotsFree(0) {
+    : capacity(capacity), readerCount(0), frames(CachingAllocator<MMFrame*>(&nodeCache)), framesAvailable(0),
+      slotsFree(0) {
     pthread_mutex_init(&gateMutex, nullptr);
     pthread_mutex_init(&resourceMutex, nullptr);
 }

@@ -8,6 +8,7 @@
 
 #include <korva/core/frames.h>
 #include <korva/core/sync.h>
+#include <korva/queue/node_cache.h>
 
 #include <atomic>
 #include <cstdint>
@@ -51,7 +52,9 @@ protected:
     pthread_mutex_t gateMutex;
     pthread_mutex_t resourceMutex;
     int32_t readerCount;
-    std::list<MMFrame*> frames;
+    // Before the list, so that it outlives the list's nodes.
+    NodeCache nodeCache;
+    std::list<MMFrame*, CachingAllocator<MMFrame*>> frames;
     std::atomic<bool> closing{false};
     Semaphore framesAvailable;
     Semaphore slotsFree;
