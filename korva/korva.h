@@ -12,5 +12,7 @@
 #include <korva/avi/file.h>
 #include <korva/video/traits.h>
 #include <korva/video/dispatch.h>
+#include <korva/audio/selectors.h>
+#include <korva/audio/scaled.h>
 
 #endif
