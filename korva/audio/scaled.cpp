@@ -51,23 +51,13 @@ template <typename T> void DoubleToFix(const double* in, void* out, int count) {
 }
 
 // Indexed by ScaledDoubleFunctionIndex; the first and last entries select nothing.
-const MMFixToDoubleFcn FIX_TO_DOUBLE_KERNELS[SCALED_INT32 + 2] = {nullptr,
-                                                                  &FixToDouble<uint8_t>,
-                                                                  &FixToDouble<uint16_t>,
-                                                                  &FixToDouble<uint32_t>,
-                                                                  &FixToDouble<int8_t>,
-                                                                  &FixToDouble<int16_t>,
-                                                                  &FixToDouble<int32_t>,
-                                                                  nullptr};
+const MMFixToDoubleFcn FIX_TO_DOUBLE_KERNELS[SCALED_INT32 + 2] = {
+    nullptr, &FixToDouble<uint8_t>, &FixToDouble<uint16_t>, &FixToDouble<uint32_t>,
+    &FixToDouble<int8_t>, &FixToDouble<int16_t>, &FixToDouble<int32_t>, nullptr};
 
-const MMDoubleToFixFcn DOUBLE_TO_FIX_KERNELS[SCALED_INT32 + 2] = {nullptr,
-                                                                  &DoubleToFix<uint8_t>,
-                                                                  &DoubleToFix<uint16_t>,
-                                                                  &DoubleToFix<uint32_t>,
-                                                                  &DoubleToFix<int8_t>,
-                                                                  &DoubleToFix<int16_t>,
-                                                                  &DoubleToFix<int32_t>,
-                                                                  nullptr};
+const MMDoubleToFixFcn DOUBLE_TO_FIX_KERNELS[SCALED_INT32 + 2] = {
+    nullptr, &DoubleToFix<uint8_t>, &DoubleToFix<uint16_t>, &DoubleToFix<uint32_t>,
+    &DoubleToFix<int8_t>, &DoubleToFix<int16_t>, &DoubleToFix<int32_t>, nullptr};
 
 } // namespace
 

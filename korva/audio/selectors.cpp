@@ -8,17 +8,9 @@ const int NO_POSITION = -1;
 
 // Table position of each AudioDataType value; types without kernels have none.
 const int POSITION_OF_TYPE[AUDIO_UINT24 + 1] = {
-    /* DOUBLE */ 0,
-    /* SINGLE */ 1,
-    /* INT8 */ NO_POSITION,
-    /* UINT8 */ 5,
-    /* INT16 */ 4,
-    /* UINT16 */ NO_POSITION,
-    /* INT32 */ 2,
-    /* UINT32 */ NO_POSITION,
-    /* LOGICAL */ NO_POSITION,
-    /* INT24 */ 3,
-    /* UINT24 */ NO_POSITION};
+    /* DOUBLE */ 0,  /* SINGLE */ 1,           /* INT8 */ NO_POSITION,   /* UINT8 */ 5,
+    /* INT16 */ 4,   /* UINT16 */ NO_POSITION, /* INT32 */ 2,            /* UINT32 */ NO_POSITION,
+    /* LOGICAL */ NO_POSITION,                 /* INT24 */ 3,            /* UINT24 */ NO_POSITION};
 
 // The one failure of the subsystem. The text names GetConvertIndex for every
 // selector, also for the empty one, which callers have always matched on.
