@@ -13,6 +13,9 @@
 #include <korva/avi/file.h>
 #include <korva/video/traits.h>
 #include <korva/video/dispatch.h>
+#include <korva/audio/selectors.h>
+#include <korva/audio/scaled.h>
 #include <korva/queue/video_queue.h>
+#include <korva/queue/audio_queue.h>
 
 #endif

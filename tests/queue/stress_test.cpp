@@ -76,4 +76,21 @@ TEST(QueueStress, VideoFramesArriveOnceAndInOrder) {
     for (VideoFrame* frame : pool) EXPECT_EQ(frame->refCount.load(), 1);
 }
 
+// Mono int16 frames of two samples carry their number, low half first; each
+// read takes a whole frame.
+TEST(QueueStress, AudioFramesArriveOnceAndInOrder) {
+    MMAudioQueue queue(4, AUDIO_INT16, AUDIO_INT16, 1);
+    auto make = [&](uint32_t n) -> MMFrame* {
+        AudioFrame* frame = queue.createAudioFrame();
+        if (frame) frame->init(&n, sizeof n);
+        return frame;
+    };
+    auto take = [&] {
+        uint32_t n = 0;
+        EXPECT_EQ(queue.copyAudioFrame(&n, 2, 2), 2);
+        return n;
+    };
+    runBothEnds(queue, make, take);
+}
+
 } // namespace
