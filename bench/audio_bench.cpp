@@ -139,16 +139,7 @@ std::string name(const char* what, int frames) { return std::string(what) + "/" 
 } // namespace
 
 int main(int argc, char** argv) {
-    // The repetitions of all benchmarks run in random order unless the caller
-    // says otherwise, so that other load on a shared machine falls on both
-    // sides alike; this matters most for the large runs, which are bound by
-    // memory bandwidth on both sides.
-    std::vector<char*> args(argv, argv + argc);
-    char interleave[] = "--benchmark_enable_random_interleaving=true";
-    args.insert(args.begin() + 1, interleave);
-    int count = int(args.size());
-    benchmark::Initialize(&count, args.data());
-    if (benchmark::ReportUnrecognizedArguments(count, args.data()))
+    if (!korvabench::initialize(argc, argv))
         return 2;
 
     const struct {
