@@ -118,8 +118,9 @@ template <class Run> inline void walkColumnTiles(int columns, int rows, Run&& ru
     }
 }
 
-// Calls run(start, count) over 0 to total - 1 in runs of at most step, a
-// multiple of two so that linear walks cut between whole groups.
+// Calls run(start, count) over 0 to total - 1 in runs of at most step. A
+// walk over pixels two a group takes an even step and an even total, so
+// that runs cut between whole groups.
 template <class Run> inline void walkRuns(std::ptrdiff_t total, int step, Run&& run) {
     for (std::ptrdiff_t start = 0; start < total; start += step) {
         run(start, int(std::min<std::ptrdiff_t>(step, total - start)));

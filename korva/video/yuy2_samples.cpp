@@ -89,7 +89,9 @@ KORVA_HOT_KERNEL void YCbCrToYCbCrChannelsInput(const uint8_t* frame, void* plan
                             u.bytes(), v.bytes(), count, width % 2 != 0, y0 % 2 != 0);
             y.raise(count), y1.raise(count), u.raise(count), v.raise(count);
         });
-        if (width % 2 != 0 && height > 0) {
+        // The last column of an odd width: one chroma byte a row, which rows
+        // of even y hold as Cb and rows of odd y as Cr.
+        if (width > 0 && width % 2 != 0) {
             const std::ptrdiff_t last = std::ptrdiff_t(width - 1) * height, chroma = std::ptrdiff_t(pairs) * height;
             for (int y = 0; y < height; ++y) {
                 const uint8_t* pixel = frame + y * rowBytes + 2 * (width - 1);
