@@ -6,7 +6,6 @@
 
 #include <korva/video/kernel_support.h>
 
-#include <cmath>
 #include <cstdint>
 
 namespace korva::video {
@@ -23,14 +22,15 @@ template <int N> float singlePrecisionOf(Element<N> element) {
     }
 }
 
-// Truncation towards zero, with the one answer for NaN and for magnitudes of
-// 2^31 and more that the processor's own conversion gives on x86-64, here on
-// every processor.
-inline int32_t truncateToInt32(double value) {
-    if (std::isnan(value) || value >= 2147483648.0 || value <= -2147483648.0) {
-        return INT32_MIN;
-    }
-    return static_cast<int32_t>(value);
+// t + 0.5 truncated towards zero and clamped to 0..255, where NaN and any
+// magnitude of 2^31 or more count as -2^31, as the processor's own truncation
+// gives them on x86-64, and so become 0 on every processor: a huge value is
+// black, not white. Written as selects on the double, with no conversion of
+// an out-of-range value, so that loops over elements vectorise.
+inline uint8_t truncateAndClampToEightBit(double rounded) {
+    const double inRange = rounded >= 0.0 && rounded < 2147483648.0 ? rounded : 0.0;
+    const double clamped = inRange < 255.0 ? inRange : 255.0;
+    return static_cast<uint8_t>(static_cast<int32_t>(clamped));
 }
 
 // The element's place in the type's range [min, max], scaled to 0..255 in
@@ -46,8 +46,7 @@ template <int N> uint8_t quantiseToEightBit(Element<N> element) {
         const float hi = static_cast<float>(videoTraits<N>::max);
         const float span = hi - lo;
         const float t = (singlePrecisionOf<N>(element) - lo) / span * 255.0f;
-        const int32_t rounded = truncateToInt32(static_cast<double>(t) + 0.5);
-        return static_cast<uint8_t>(rounded < 0 ? 0 : rounded > 255 ? 255 : rounded);
+        return truncateAndClampToEightBit(static_cast<double>(t) + 0.5);
     }
 }
 
