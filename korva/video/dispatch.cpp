@@ -16,8 +16,10 @@ template <typename Fcn> using KernelTable = Fcn[VIDEO_LOGICAL + 1];
 constexpr KernelTable<MMVideoInputFcn> RGBToRGBChannelsInputKernels = KORVA_VIDEO_FAMILY(RGBToRGBChannelsInput);
 constexpr KernelTable<MMVideoInputFcn> RGBToRGBChannelsInputKernels_mmr =
     KORVA_VIDEO_FAMILY(RGBToRGBChannelsInput_mmr);
-constexpr KernelTable<MMVideoInputFcn> RGBToIntensityChannelsInputKernels = {};
-constexpr KernelTable<MMVideoInputFcn> RGBToIntensityChannelsInputKernels_mmr = {};
+constexpr KernelTable<MMVideoInputFcn> RGBToIntensityChannelsInputKernels =
+    KORVA_VIDEO_FAMILY(RGBToIntensityChannelsInput);
+constexpr KernelTable<MMVideoInputFcn> RGBToIntensityChannelsInputKernels_mmr =
+    KORVA_VIDEO_FAMILY(RGBToIntensityChannelsInput_mmr);
 constexpr KernelTable<MMVideoInputFcn> RGBToYCbCrChannelsInputKernels = {};
 constexpr KernelTable<MMVideoInputFcn> RGBToYCbCrChannelsInputKernels_mmr = {};
 constexpr KernelTable<MMVideoInputFcn> YCbCrToRGBChannelsInputKernels = {};
@@ -30,15 +32,31 @@ constexpr KernelTable<MMVideoEmptyFcn> ToRGBChannelsEmptyKernels = KORVA_VIDEO_F
 constexpr KernelTable<MMVideoEmptyFcn> ToIntensityChannelsEmptyKernels =
     KORVA_VIDEO_FAMILY_WITHOUT_LOGICAL(ToIntensityChannelsEmpty);
 
-constexpr KernelTable<MMVideoOutputFcn> RGBToRGBChannelsOutputKernels = {};
-constexpr KernelTable<MMVideoOutputFcn> IntensityToRGBChannelsOutputKernels = {};
+constexpr KernelTable<MMVideoOutputFcn> RGBToRGBChannelsOutputKernels = KORVA_VIDEO_FAMILY(RGBToRGBChannelsOutput);
+constexpr KernelTable<MMVideoOutputFcn> IntensityToRGBChannelsOutputKernels =
+    KORVA_VIDEO_FAMILY(IntensityToRGBChannelsOutput);
 constexpr KernelTable<MMVideoOutputFcn> YCbCrToRGBChannelsOutputKernels = {};
 constexpr KernelTable<MMVideoOutputFcn> RGBToYCbCrChannelsOutputKernels = {};
 constexpr KernelTable<MMVideoOutputFcn> IntensityToYCbCrChannelsOutputKernels = {};
 constexpr KernelTable<MMVideoOutputFcn> YCbCrToYCbCrChannelsOutputKernels = {};
 
-constexpr KernelTable<MMVideoConvertCopyFcn> RGBToRGB24ChannelsConvertCopyKernels = {};
-constexpr KernelTable<MMVideoConvertCopyFcn> IntensityToRGB24ChannelsConvertCopyKernels = {};
+constexpr KernelTable<MMVideoConvertCopyFcn> RGBToRGB24ChannelsConvertCopyKernels =
+    KORVA_VIDEO_FAMILY(RGBToRGB24ChannelsConvertCopy);
+constexpr KernelTable<MMVideoConvertCopyFcn> IntensityToRGB24ChannelsConvertCopyKernels =
+    KORVA_VIDEO_FAMILY(IntensityToRGB24ChannelsConvertCopy);
+
+// [in][out]: nine pairs, all into 8- or 16-bit words; every other pair is null.
+template <int In, int Out> constexpr MMRawPlanarConvertFcn RawPlanar = RawPlanarColumnToRawPlanarRowConvert<In, Out>;
+constexpr MMRawPlanarConvertFcn RawPlanarColumnToRawPlanarRowConvertKernels[VIDEO_LOGICAL + 1][VIDEO_LOGICAL + 1] = {
+    /* DOUBLE */ {nullptr, nullptr, nullptr, nullptr, RawPlanar<VIDEO_DOUBLE, VIDEO_INT16>},
+    /* SINGLE */ {nullptr, nullptr, nullptr, nullptr, RawPlanar<VIDEO_SINGLE, VIDEO_INT16>},
+    /* INT8 */ {nullptr, nullptr, RawPlanar<VIDEO_INT8, VIDEO_INT8>},
+    /* UINT8 */ {nullptr, nullptr, nullptr, RawPlanar<VIDEO_UINT8, VIDEO_UINT8>},
+    /* INT16 */ {nullptr, nullptr, nullptr, nullptr, RawPlanar<VIDEO_INT16, VIDEO_INT16>},
+    /* UINT16 */ {nullptr, nullptr, nullptr, nullptr, nullptr, RawPlanar<VIDEO_UINT16, VIDEO_UINT16>},
+    /* INT32 */ {nullptr, nullptr, nullptr, nullptr, RawPlanar<VIDEO_INT32, VIDEO_INT16>},
+    /* UINT32 */ {nullptr, nullptr, nullptr, nullptr, nullptr, RawPlanar<VIDEO_UINT32, VIDEO_UINT16>},
+    /* LOGICAL */ {nullptr, nullptr, nullptr, RawPlanar<VIDEO_LOGICAL, VIDEO_UINT8>}};
 
 // Negative values fail the test as well, read as large unsigned ones.
 bool isVideoDataType(VideoDataType type) { return static_cast<uint32_t>(type) <= VIDEO_LOGICAL; }
@@ -155,12 +173,12 @@ MMVideoConvertCopyFcn MM_GetIntensityToRGB24ChannelsConvertCopyFcn(VideoDataType
     return lookupVideoKernel(IntensityToRGB24ChannelsConvertCopyKernels, type);
 }
 
-// A plain decision on the two types, with no table; the raw planar family has
-// no kernels yet, so no pair is known.
+// A plain decision on the two types; no EightBitLUT is built.
 MMRawPlanarConvertFcn MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(VideoDataType in, VideoDataType out) {
-    (void)in;
-    (void)out;
-    return nullptr;
+    if (!isVideoDataType(in) || !isVideoDataType(out)) {
+        return nullptr;
+    }
+    return RawPlanarColumnToRawPlanarRowConvertKernels[in][out];
 }
 
 MMVideoInputSelector videoInputSelector(FourCCType frameFormat, FourCCType planeFormat, bool mmr) {
