@@ -3,6 +3,7 @@
 // weights in double, one clamp, and no table.
 
 #include <korva/core/media_types.h>
+#include <korva/video/byte_blocks.h>
 #include <korva/video/kernel_support.h>
 #include <korva/video/kernels.h>
 
@@ -79,18 +80,30 @@ RGBSource threePlanes(const uint8_t* red, int width, int height) {
     return {red, width, 1, 0, planeBytes, 2 * planeBytes};
 }
 
-// count pixels of one line into count elements, in address order.
-template <int N> void packedRun(const uint8_t* __restrict pixels, Element<N>* __restrict out, int count) {
-    for (int x = 0; x < count; ++x) {
-        out[x] = intensityOf<N>(pixels[3 * x + 2], pixels[3 * x + 1], pixels[3 * x]);
-    }
-}
-
 template <int N>
 void planarRun(const uint8_t* __restrict red, const uint8_t* __restrict green, const uint8_t* __restrict blue,
                Element<N>* __restrict out, int count) {
     for (int x = 0; x < count; ++x) {
         out[x] = intensityOf<N>(red[x], green[x], blue[x]);
+    }
+}
+
+// count pixels of one line into count elements, in address order. Sixteen
+// pixels at a time are split into their channels first, so that the
+// arithmetic runs over plain runs of bytes.
+template <int N> void packedRun(const uint8_t* __restrict pixels, Element<N>* __restrict out, int count) {
+    int x = 0;
+    for (; x + 16 <= count; x += 16) {
+        Bytes16 blue, green, red;
+        splitThrees(pixels + 3 * x, blue, green, red);
+        uint8_t channels[3][16];
+        storeBytes16(channels[0], red);
+        storeBytes16(channels[1], green);
+        storeBytes16(channels[2], blue);
+        planarRun<N>(channels[0], channels[1], channels[2], out + x, 16);
+    }
+    for (; x < count; ++x) {
+        out[x] = intensityOf<N>(pixels[3 * x + 2], pixels[3 * x + 1], pixels[3 * x]);
     }
 }
 
@@ -113,10 +126,11 @@ template <int N> void toRowOrder(const RGBSource& source, Element<N>* plane, int
 }
 
 // Column order, a transpose in tiles of TILE_LINES lines by TILE_COLUMNS
-// columns: the tile is worked out line by line into a buffer in the cache,
-// then written out column by column, each column one run of TILE_LINES.
-constexpr int TILE_LINES = 64;
-constexpr int TILE_COLUMNS = 32;
+// columns: the tile is worked out line by line into a buffer that fits the
+// first-level cache (runs long enough for the vector loops), then written out
+// column by column, each column one run of TILE_LINES.
+constexpr int TILE_LINES = 32;
+constexpr int TILE_COLUMNS = 128;
 
 template <int N> void toColumnOrder(const RGBSource& source, Element<N>* plane, int width, int height) {
     Element<N> tile[TILE_LINES][TILE_COLUMNS];

@@ -49,10 +49,11 @@ template <int In, int Out> Element<Out> narrow(Element<In> x) {
 }
 
 // The transpose runs in tiles of TILE_ROWS output rows by TILE_COLUMNS
-// columns: each column of a tile is one short run of the input, and the
-// tile's input stays in the cache while its rows are written.
-constexpr int TILE_ROWS = 32;
-constexpr int TILE_COLUMNS = 64;
+// columns. Each column of a tile is one run of the input, narrowed in a loop
+// that vectorises into a buffer in the cache; the buffer is then written out
+// row by row.
+constexpr int TILE_ROWS = 128;
+constexpr int TILE_COLUMNS = 16;
 
 template <int In, int Out> struct PlaneCopier {
     int width;
@@ -61,22 +62,40 @@ template <int In, int Out> struct PlaneCopier {
     int padElements;
     bool bottomUp;
 
-    void operator()(const Element<In>* __restrict in, Element<Out>* __restrict out) const {
+    // Input rows first to first + count - 1 of one column, in output order.
+    static void narrowRun(const Element<In>* __restrict column, int first, int count, bool reversed,
+                          Element<Out>* __restrict to) {
+        if (reversed) {
+            for (int i = 0; i < count; ++i) {
+                to[i] = narrow<In, Out>(column[first + count - 1 - i]);
+            }
+        } else {
+            for (int i = 0; i < count; ++i) {
+                to[i] = narrow<In, Out>(column[first + i]);
+            }
+        }
+    }
+
+    void operator()(const Element<In>* in, Element<Out>* __restrict out) const {
+        Element<Out> tile[TILE_COLUMNS][TILE_ROWS];
         for (int o0 = 0; o0 < height; o0 += TILE_ROWS) {
-            const int o1 = std::min(height, o0 + TILE_ROWS);
+            const int rows = std::min(TILE_ROWS, height - o0);
+            // Output rows o0 on are input rows o0 on, or, bottom-up, the
+            // rows ending at height - 1 - o0.
+            const int first = bottomUp ? height - o0 - rows : o0;
             for (int c0 = 0; c0 < width; c0 += TILE_COLUMNS) {
-                const int c1 = std::min(width, c0 + TILE_COLUMNS);
-                for (int o = o0; o < o1; ++o) {
-                    // Output row o is input row r.
-                    const int r = bottomUp ? height - 1 - o : o;
-                    const Element<In>* from = in + r;
-                    Element<Out>* to = out + o * rowStep;
-                    for (int c = c0; c < c1; ++c) {
-                        to[c] = narrow<In, Out>(from[static_cast<std::ptrdiff_t>(c) * height]);
+                const int columns = std::min(TILE_COLUMNS, width - c0);
+                for (int c = 0; c < columns; ++c) {
+                    narrowRun(in + static_cast<std::ptrdiff_t>(c0 + c) * height, first, rows, bottomUp, tile[c]);
+                }
+                for (int o = 0; o < rows; ++o) {
+                    Element<Out>* to = out + (o0 + o) * rowStep + c0;
+                    for (int c = 0; c < columns; ++c) {
+                        to[c] = tile[c][o];
                     }
                 }
             }
-            for (int o = o0; o < o1; ++o) {
+            for (int o = o0; o < o0 + rows; ++o) {
                 std::fill_n(out + o * rowStep + width, padElements, Element<Out>(0));
             }
         }

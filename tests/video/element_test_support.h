@@ -15,26 +15,17 @@
 
 namespace korvatest {
 
-template <typename T> std::vector<T> randomElementsOf(std::size_t n, uint32_t seed) {
+template <int N> std::vector<Elem<N>> randomElements(std::size_t n, uint32_t seed) {
+    using T = Elem<N>;
     std::mt19937 gen(seed);
     std::uniform_real_distribution<double> unit(-0.25, 1.25);
     const double special[] = {std::nan(""), std::numeric_limits<double>::infinity(), -1e30, 1e30, 0.5, 1.0};
     std::vector<T> v(n);
     for (auto& e : v) {
         const uint32_t r = gen();
-        if constexpr (std::is_floating_point<T>::value) {
-            e = T(r % 16 == 0 ? special[(r >> 4) % 6] : unit(gen));
-        } else {
-            std::memcpy(&e, &r, sizeof e);
-        }
-    }
-    return v;
-}
-
-template <int N> std::vector<Elem<N>> randomElements(std::size_t n, uint32_t seed) {
-    std::vector<Elem<N>> v = randomElementsOf<Elem<N>>(n, seed);
-    if constexpr (N == VIDEO_LOGICAL) {
-        for (auto& e : v) e = e % 8 == 0 ? e : e % 2;
+        if constexpr (std::is_floating_point<T>::value) e = T(r % 16 == 0 ? special[(r >> 4) % 6] : unit(gen));
+        else if constexpr (N == VIDEO_LOGICAL) e = T(r % 8 == 0 ? r >> 8 : r % 2);
+        else std::memcpy(&e, &r, sizeof e);
     }
     return v;
 }
