@@ -53,6 +53,19 @@ private:
     std::map<std::string, std::vector<double>> single;
 };
 
+// Initialises the library with the repetitions of all benchmarks in random
+// order unless the caller says otherwise, so that other load on a shared
+// machine falls on both sides of a ratio alike. False on unknown arguments.
+inline bool initialize(int argc, char** argv) {
+    static std::vector<char*> args;
+    static char interleave[] = "--benchmark_enable_random_interleaving=true";
+    args.assign(argv, argv + argc);
+    args.insert(args.begin() + 1, interleave);
+    int count = int(args.size());
+    benchmark::Initialize(&count, args.data());
+    return !benchmark::ReportUnrecognizedArguments(count, args.data());
+}
+
 inline void printRatio(const char* what, double value, double target, bool atLeast) {
     if (std::isnan(value)) {
         std::printf("%-56s not measured\n", what);

@@ -82,8 +82,7 @@ void scaler(benchmark::State& state) {
 } // namespace
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+    if (!korvabench::initialize(argc, argv)) return 2;
     auto configure = [](benchmark::internal::Benchmark* b) {
         b->Unit(benchmark::kMillisecond)->MinTime(0.3)->Repetitions(5)->DisplayAggregatesOnly(true);
     };

@@ -20,5 +20,5 @@ cmake --build build-asan -j"$jobs"
 
 echo "== ThreadSanitizer build (tests labelled thread)"
 cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKORVA_BUILD_TESTS=ON -DKORVA_TSAN=ON >/dev/null
-cmake --build build-tsan -j"$jobs" --target sync_tests
+cmake --build build-tsan -j"$jobs" --target sync_tests queue_stress_tests
 (cd build-tsan && TSAN_OPTIONS=halt_on_error=1 ctest --output-on-failure -j"$jobs" -L thread)

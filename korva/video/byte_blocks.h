@@ -41,16 +41,14 @@ typedef uint8_t Bytes32 __attribute__((vector_size(32)));
 // By reference: a 32-byte vector in a return value would depend on the build.
 inline void loadBytes32(Bytes32& to, const uint8_t* from) { std::memcpy(&to, from, sizeof to); }
 
-// Transposes the two 16 x 16 blocks held in the halves of sixteen rows, each
-// block on its own, as transpose16x16 below does for one.
-inline void transposeHalves16x16(Bytes32 (&rows)[16]) {
-    const Bytes32 low = {0,  32, 1,  33, 2,  34, 3,  35, 4,  36, 5,  37, 6,  38, 7,  39,
-                         16, 48, 17, 49, 18, 50, 19, 51, 20, 52, 21, 53, 22, 54, 23, 55};
-    const Bytes32 high = {8,  40, 9,  41, 10, 42, 11, 43, 12, 44, 13, 45, 14, 46, 15, 47,
-                          24, 56, 25, 57, 26, 58, 27, 59, 28, 60, 29, 61, 30, 62, 31, 63};
+// Four rounds of pairing row i with row i + 8 element by element, the pairs
+// taken from the low and the high halves of each block by the two masks:
+// each round moves one bit of the row number into the byte position, so that
+// after four byte c of row r of a 16-byte block is byte r of row c.
+template <class Vector> void pairRowsFourTimes(Vector (&rows)[16], const Vector& low, const Vector& high) {
 #pragma GCC unroll 4
     for (int round = 0; round < 4; ++round) {
-        Bytes32 paired[16];
+        Vector paired[16];
 #pragma GCC unroll 8
         for (int i = 0; i < 8; ++i) {
             paired[2 * i] = __builtin_shuffle(rows[i], rows[i + 8], low);
@@ -61,21 +59,20 @@ inline void transposeHalves16x16(Bytes32 (&rows)[16]) {
 }
 
 // Transposes 16 x 16 bytes in place: byte c of row r goes to byte r of row c.
-// Four rounds of pairing row i with row i + 8 byte by byte: each round moves
-// one bit of the row number into the byte position.
 inline void transpose16x16(Bytes16 (&rows)[16]) {
     const Bytes16 low = {0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23};
     const Bytes16 high = {8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15, 31};
-#pragma GCC unroll 4
-    for (int round = 0; round < 4; ++round) {
-        Bytes16 paired[16];
-#pragma GCC unroll 8
-        for (int i = 0; i < 8; ++i) {
-            paired[2 * i] = __builtin_shuffle(rows[i], rows[i + 8], low);
-            paired[2 * i + 1] = __builtin_shuffle(rows[i], rows[i + 8], high);
-        }
-        std::memcpy(rows, paired, sizeof paired);
-    }
+    pairRowsFourTimes(rows, low, high);
+}
+
+// Transposes the two 16 x 16 blocks held in the halves of sixteen rows, each
+// block on its own.
+inline void transposeHalves16x16(Bytes32 (&rows)[16]) {
+    const Bytes32 low = {0,  32, 1,  33, 2,  34, 3,  35, 4,  36, 5,  37, 6,  38, 7,  39,
+                         16, 48, 17, 49, 18, 50, 19, 51, 20, 52, 21, 53, 22, 54, 23, 55};
+    const Bytes32 high = {8,  40, 9,  41, 10, 42, 11, 43, 12, 44, 13, 45, 14, 46, 15, 47,
+                          24, 56, 25, 57, 26, 58, 27, 59, 28, 60, 29, 61, 30, 62, 31, 63};
+    pairRowsFourTimes(rows, low, high);
 }
 
 } // namespace korva::video

@@ -76,10 +76,9 @@ TEST(RGBPlanesInput, WorkedCases) {
     // Width 3, height 2: pixel (1, 1) is the second pixel of the frame's first line.
     uint8_t wide[24] = {};
     wide[5] = 77;
-    uint8_t rows[6] = {}, cols[6] = {};
-    MM_GetRGBToRGBChannelsInputFcn(VIDEO_UINT8)(wide, rows, g, b, 3, 2, 0);
+    uint8_t rows[6] = {}, cols[6] = {}, g6[6], b6[6];
+    MM_GetRGBToRGBChannelsInputFcn(VIDEO_UINT8)(wide, rows, g6, b6, 3, 2, 0);
     EXPECT_EQ(rows[4], 77);
-    uint8_t g6[6], b6[6];
     MM_GetRGBToRGBChannelsInputFcn(VIDEO_UINT8)(wide, cols, g6, b6, 3, 2, 1);
     EXPECT_EQ(cols[3], 77);
     // Logical: any non-zero sample is 1, per channel (blue 0, green 200, red 1).
