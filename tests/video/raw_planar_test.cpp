@@ -88,6 +88,9 @@ TEST(RawPlanar, WorkedCases) {
     EXPECT_EQ(raw(2, 0, false, 12)[6], 11);
     EXPECT_EQ(raw(2, 1, false, 16)[8], 11);
     EXPECT_EQ(raw(0, 1, false, 4), (std::vector<int>{99, 99, 99, 99}));
+    uint8_t filler[5] = {9, 9, 9, 9, 9}; // width 0: rows of filler only
+    MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(VIDEO_INT8, VIDEO_INT8)(filler, filler, 0, 2, 1, 2, false);
+    EXPECT_EQ(std::vector<int>(filler, filler + 5), (std::vector<int>{0, 0, 0, 0, 9}));
     const double doubles[] = {0.5, -0.5, 1.0, -1.0, -1e-06, 1e-06, std::nan(""), 2.0};
     short words[8];
     MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(VIDEO_DOUBLE, VIDEO_INT16)(doubles, words, 8, 1, 1, 0, false);
