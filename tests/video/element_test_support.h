@@ -30,6 +30,13 @@ template <int N> std::vector<Elem<N>> randomElements(std::size_t n, uint32_t see
     return v;
 }
 
+// SIZES and two empty pictures, which must write nothing.
+inline std::vector<std::pair<int, int>> sizesWithEmpty() {
+    std::vector<std::pair<int, int>> sizes(std::begin(SIZES), std::end(SIZES));
+    sizes.insert(sizes.end(), {{0, 3}, {3, 0}});
+    return sizes;
+}
+
 inline std::string sizeName(int w, int h, int flag) {
     return std::to_string(w) + "x" + std::to_string(h) + ", flag " + std::to_string(flag);
 }
