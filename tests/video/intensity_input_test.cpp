@@ -77,10 +77,10 @@ TEST(RGBToIntensityInput, EveryMemberMatchesThePlainWalk) {
                 std::vector<Elem<N>> got(n, Elem<N>(0x5a)), want(n, Elem<N>(0x5a));
                 packed(frame.data(), got.data(), nullptr, nullptr, w, h, flag);
                 referencePacked<N>(frame.data(), want.data(), w, h, flag);
-                EXPECT_EQ(0, std::memcmp(got.data(), want.data(), n * sizeof(Elem<N>))) << "packed";
+                EXPECT_EQ(got, want) << "packed";
                 planar(source.data(), got.data(), nullptr, nullptr, w, h, flag);
                 referenceThreePlanes<N>(source.data(), want.data(), w, h, flag);
-                EXPECT_EQ(0, std::memcmp(got.data(), want.data(), n * sizeof(Elem<N>))) << "three planes";
+                EXPECT_EQ(got, want) << "three planes";
             }
         }
     });
