@@ -1,5 +1,6 @@
 // korva-avi: inspect AVI files with libkorva.
 
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -8,6 +9,7 @@
 
 #include <korva/korva.h>
 
+#include "frame_png.h"
 #include "testpattern.h"
 
 namespace {
@@ -17,6 +19,7 @@ const char* const USAGE =
     "\n"
     "commands:\n"
     "  info FILE               print the streams and properties of an AVI file\n"
+    "  frame FILE N OUT.png    save frame N (counted from 0) of an AVI file as a PNG picture\n"
     "  testpattern OUT.avi     write moving colour bars with a frame counter and a sine tone\n"
     "      --width N           frame width in pixels (default 320)\n"
     "      --height N          frame height in pixels (default 240)\n"
@@ -139,6 +142,28 @@ int testpattern(int argc, char** argv) {
     return 0;
 }
 
+// `frame FILE N OUT.png`
+int frame(int argc, char** argv) {
+    if (argc != 3) {
+        std::fprintf(stderr, "korva-avi: frame takes a FILE, a frame number N and an OUT.png\n\n%s", USAGE);
+        return 2;
+    }
+    char* end = nullptr;
+    errno = 0;
+    const long long number = std::strtoll(argv[1], &end, 10);
+    if (end == argv[1] || *end != '\0' || errno != 0 || number < 0) {
+        std::fprintf(stderr, "korva-avi: the frame number must be a whole number from 0 up, not '%s'\n", argv[1]);
+        return 2;
+    }
+    const std::string failure = exportFrameAsPng(argv[0], number, argv[2]);
+    if (!failure.empty()) {
+        std::fprintf(stderr, "korva-avi: %s\n", failure.c_str());
+        return 1;
+    }
+    std::printf("wrote %s\n", argv[2]);
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -159,6 +184,7 @@ int main(int argc, char** argv) {
         return info(argv[2]);
     }
     if (command == "testpattern") return testpattern(argc - 2, argv + 2);
+    if (command == "frame") return frame(argc - 2, argv + 2);
     std::fprintf(stderr, "korva-avi: unknown command '%s'\n\n%s", command.c_str(), USAGE);
     return 2;
 }

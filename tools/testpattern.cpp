@@ -17,24 +17,25 @@ const uint8_t DIGITS[10][5] = {
 const uint8_t BARS[8][3] = {{235, 235, 235}, {235, 235, 16}, {16, 235, 235}, {16, 235, 16},
                             {235, 16, 235},  {235, 16, 16},  {16, 16, 235},  {16, 16, 16}};
 
-void setPixel(std::vector<char>& frame, unsigned stride, unsigned height, unsigned x, unsigned yFromTop,
-              const uint8_t rgb[3]) {
-    char* px = &frame[size_t(height - 1 - yFromTop) * stride + size_t(x) * 3];
-    px[0] = char(rgb[2]);
-    px[1] = char(rgb[1]);
-    px[2] = char(rgb[0]);
+void setPixel(RGBPlanes& planes, unsigned width, unsigned x, unsigned y, const uint8_t rgb[3]) {
+    const size_t i = size_t(y) * width + x;
+    planes.red[i] = rgb[0];
+    planes.green[i] = rgb[1];
+    planes.blue[i] = rgb[2];
 }
 
 } // namespace
 
-void drawTestPatternFrame(const TestPattern& p, unsigned number, std::vector<char>& frame) {
-    const unsigned stride = (3 * p.width + 3) & ~3u;
-    frame.assign(size_t(stride) * p.height, 0);
+void drawTestPatternPlanes(const TestPattern& p, unsigned number, RGBPlanes& planes) {
+    const size_t pixels = size_t(p.width) * p.height;
+    planes.red.resize(pixels);
+    planes.green.resize(pixels);
+    planes.blue.resize(pixels);
     const unsigned shift = 2 * number;
     for (unsigned y = 0; y < p.height; ++y) {
         for (unsigned x = 0; x < p.width; ++x) {
             const unsigned bar = unsigned(uint64_t((x + shift) % p.width) * 8 / p.width);
-            setPixel(frame, stride, p.height, x, y, BARS[bar]);
+            setPixel(planes, p.width, x, y, BARS[bar]);
         }
     }
     // The frame number, in digits scaled to about a tenth of the height.
@@ -51,7 +52,7 @@ void drawTestPatternFrame(const TestPattern& p, unsigned number, std::vector<cha
                 const unsigned digit = (gx - 1) / 4, column = (gx - 1) % 4;
                 if (digit < text.size() && column < 3) on = (DIGITS[text[digit] - '0'][gy - 1] >> (2 - column)) & 1;
             }
-            setPixel(frame, stride, p.height, x, y, on ? white : black);
+            setPixel(planes, p.width, x, y, on ? white : black);
         }
     }
 }
@@ -66,10 +67,15 @@ std::string writeTestPattern(const TestPattern& p, const std::string& path) {
     const unsigned samplesPerChunk = p.audioRate ? unsigned(std::lround(p.audioRate / p.frameRate)) : 0;
     const unsigned chunkBytes = samplesPerChunk * p.channels * 2;
     if (p.audioRate) file.setAudioInfo(p.audioRate, 16, p.channels, chunkBytes);
-    std::vector<char> frame, audio(chunkBytes + 1);
+    // The kernel never writes the rows' filler, which stays zero.
+    const MMVideoOutputFcn pack = MM_GetVideoOutputFcn(FOURCC_RGB, FOURCC_RGB, VIDEO_UINT8);
+    RGBPlanes planes;
+    std::vector<char> frame(size_t(rgbFrameBytes(int32_t(p.width), int32_t(p.height))), 0), audio(chunkBytes + 1);
     uint64_t sample = 0;
     for (unsigned n = 0; n < frames; ++n) {
-        drawTestPatternFrame(p, n, frame);
+        drawTestPatternPlanes(p, n, planes);
+        pack(planes.red.data(), planes.green.data(), planes.blue.data(), reinterpret_cast<uint8_t*>(frame.data()),
+             int(p.width), int(p.height), 0);
         file.writeVideoFrame(frame.data());
         if (p.audioRate) {
             for (unsigned i = 0; i < samplesPerChunk; ++i, ++sample) {

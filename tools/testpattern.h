@@ -16,12 +16,19 @@ struct TestPattern {
     double toneHz = 440.0;
 };
 
-// Draws frame `number` of the pattern: colour bars that move two pixels a frame,
-// with the frame number in a box at the top left. The frame is packed RGB24 as
-// the writer takes it: bottom row first, blue first, rows padded to 4 bytes.
-void drawTestPatternFrame(const TestPattern& p, unsigned number, std::vector<char>& frame);
+// A picture as red, green and blue planes of bytes in row order, top line
+// first: the planes of VIDEO_UINT8 that the library's kernels take.
+struct RGBPlanes {
+    std::vector<uint8_t> red, green, blue;
+};
 
-// Writes the whole file; returns an empty string or the text of what failed.
+// Draws frame `number` of the pattern: colour bars that move two pixels a frame,
+// with the frame number in a box at the top left.
+void drawTestPatternPlanes(const TestPattern& p, unsigned number, RGBPlanes& planes);
+
+// Writes the whole file, each picture packed into the writer's frame (bottom
+// row first, blue first, rows padded to 4 bytes) by the library's output
+// kernel; returns an empty string or the text of what failed.
 std::string writeTestPattern(const TestPattern& p, const std::string& path);
 
 #endif

@@ -10,14 +10,15 @@ using namespace korva::video;
 // One member of a family per VideoDataType, in the enumeration's order.
 template <typename Fcn> using KernelTable = Fcn[VIDEO_LOGICAL + 1];
 
-// The kernel tables, one per family. A family whose kernels are not written
-// yet has only null members, which its selector hands out as "no kernel";
-// each table is the one place to fill when its family arrives.
+// The kernel tables, one per family; a null member is "no kernel" for that
+// type, which its selector hands out as it is.
 constexpr KernelTable<MMVideoInputFcn> RGBToRGBChannelsInputKernels = KORVA_VIDEO_FAMILY(RGBToRGBChannelsInput);
 constexpr KernelTable<MMVideoInputFcn> RGBToRGBChannelsInputKernels_mmr =
     KORVA_VIDEO_FAMILY(RGBToRGBChannelsInput_mmr);
-constexpr KernelTable<MMVideoInputFcn> RGBToIntensityChannelsInputKernels = {};
-constexpr KernelTable<MMVideoInputFcn> RGBToIntensityChannelsInputKernels_mmr = {};
+constexpr KernelTable<MMVideoInputFcn> RGBToIntensityChannelsInputKernels =
+    KORVA_VIDEO_FAMILY(RGBToIntensityChannelsInput);
+constexpr KernelTable<MMVideoInputFcn> RGBToIntensityChannelsInputKernels_mmr =
+    KORVA_VIDEO_FAMILY(RGBToIntensityChannelsInput_mmr);
 constexpr KernelTable<MMVideoInputFcn> RGBToYCbCrChannelsInputKernels = KORVA_VIDEO_FAMILY(RGBToYCbCrChannelsInput);
 constexpr KernelTable<MMVideoInputFcn> RGBToYCbCrChannelsInputKernels_mmr =
     KORVA_VIDEO_FAMILY(RGBToYCbCrChannelsInput_mmr);
@@ -32,8 +33,9 @@ constexpr KernelTable<MMVideoEmptyFcn> ToRGBChannelsEmptyKernels = KORVA_VIDEO_F
 constexpr KernelTable<MMVideoEmptyFcn> ToIntensityChannelsEmptyKernels =
     KORVA_VIDEO_FAMILY_WITHOUT_LOGICAL(ToIntensityChannelsEmpty);
 
-constexpr KernelTable<MMVideoOutputFcn> RGBToRGBChannelsOutputKernels = {};
-constexpr KernelTable<MMVideoOutputFcn> IntensityToRGBChannelsOutputKernels = {};
+constexpr KernelTable<MMVideoOutputFcn> RGBToRGBChannelsOutputKernels = KORVA_VIDEO_FAMILY(RGBToRGBChannelsOutput);
+constexpr KernelTable<MMVideoOutputFcn> IntensityToRGBChannelsOutputKernels =
+    KORVA_VIDEO_FAMILY(IntensityToRGBChannelsOutput);
 constexpr KernelTable<MMVideoOutputFcn> YCbCrToRGBChannelsOutputKernels = KORVA_VIDEO_FAMILY(YCbCrToRGBChannelsOutput);
 constexpr KernelTable<MMVideoOutputFcn> RGBToYCbCrChannelsOutputKernels = KORVA_VIDEO_FAMILY(RGBToYCbCrChannelsOutput);
 constexpr KernelTable<MMVideoOutputFcn> IntensityToYCbCrChannelsOutputKernels =
@@ -41,8 +43,23 @@ constexpr KernelTable<MMVideoOutputFcn> IntensityToYCbCrChannelsOutputKernels =
 constexpr KernelTable<MMVideoOutputFcn> YCbCrToYCbCrChannelsOutputKernels =
     KORVA_VIDEO_FAMILY(YCbCrToYCbCrChannelsOutput);
 
-constexpr KernelTable<MMVideoConvertCopyFcn> RGBToRGB24ChannelsConvertCopyKernels = {};
-constexpr KernelTable<MMVideoConvertCopyFcn> IntensityToRGB24ChannelsConvertCopyKernels = {};
+constexpr KernelTable<MMVideoConvertCopyFcn> RGBToRGB24ChannelsConvertCopyKernels =
+    KORVA_VIDEO_FAMILY(RGBToRGB24ChannelsConvertCopy);
+constexpr KernelTable<MMVideoConvertCopyFcn> IntensityToRGB24ChannelsConvertCopyKernels =
+    KORVA_VIDEO_FAMILY(IntensityToRGB24ChannelsConvertCopy);
+
+// [in][out]: nine pairs, all into 8- or 16-bit words; every other pair is null.
+template <int In, int Out> constexpr MMRawPlanarConvertFcn RawPlanar = RawPlanarColumnToRawPlanarRowConvert<In, Out>;
+constexpr MMRawPlanarConvertFcn RawPlanarColumnToRawPlanarRowConvertKernels[VIDEO_LOGICAL + 1][VIDEO_LOGICAL + 1] = {
+    /* DOUBLE */ {nullptr, nullptr, nullptr, nullptr, RawPlanar<VIDEO_DOUBLE, VIDEO_INT16>},
+    /* SINGLE */ {nullptr, nullptr, nullptr, nullptr, RawPlanar<VIDEO_SINGLE, VIDEO_INT16>},
+    /* INT8 */ {nullptr, nullptr, RawPlanar<VIDEO_INT8, VIDEO_INT8>},
+    /* UINT8 */ {nullptr, nullptr, nullptr, RawPlanar<VIDEO_UINT8, VIDEO_UINT8>},
+    /* INT16 */ {nullptr, nullptr, nullptr, nullptr, RawPlanar<VIDEO_INT16, VIDEO_INT16>},
+    /* UINT16 */ {nullptr, nullptr, nullptr, nullptr, nullptr, RawPlanar<VIDEO_UINT16, VIDEO_UINT16>},
+    /* INT32 */ {nullptr, nullptr, nullptr, nullptr, RawPlanar<VIDEO_INT32, VIDEO_INT16>},
+    /* UINT32 */ {nullptr, nullptr, nullptr, nullptr, nullptr, RawPlanar<VIDEO_UINT32, VIDEO_UINT16>},
+    /* LOGICAL */ {nullptr, nullptr, nullptr, RawPlanar<VIDEO_LOGICAL, VIDEO_UINT8>}};
 
 // Negative values fail the test as well, read as large unsigned ones.
 bool isVideoDataType(VideoDataType type) { return static_cast<uint32_t>(type) <= VIDEO_LOGICAL; }
@@ -159,12 +176,12 @@ MMVideoConvertCopyFcn MM_GetIntensityToRGB24ChannelsConvertCopyFcn(VideoDataType
     return lookupVideoKernel(IntensityToRGB24ChannelsConvertCopyKernels, type);
 }
 
-// A plain decision on the two types, with no table; the raw planar family has
-// no kernels yet, so no pair is known.
+// A plain decision on the two types; no EightBitLUT is built.
 MMRawPlanarConvertFcn MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(VideoDataType in, VideoDataType out) {
-    (void)in;
-    (void)out;
-    return nullptr;
+    if (!isVideoDataType(in) || !isVideoDataType(out)) {
+        return nullptr;
+    }
+    return RawPlanarColumnToRawPlanarRowConvertKernels[in][out];
 }
 
 MMVideoInputSelector videoInputSelector(FourCCType frameFormat, FourCCType planeFormat, bool mmr) {

@@ -60,6 +60,45 @@ template <int N>
 void YCbCrToYCbCrChannelsOutput(const void* plane0, const void* plane1, const void* plane2, uint8_t* frame,
                                 int width, int height, int columnOrder);
 
+// --- RGB frames to intensity, planes to 8 bits and to packed RGB frames, raw
+// planar copies -----------------------------------------------------------------
+
+// A bottom-up packed RGB frame into one luminance plane.
+template <int N>
+void RGBToIntensityChannelsInput(const uint8_t* frame, void* plane0, void* plane1, void* plane2, int width,
+                                 int height, int columnOrder);
+
+// Three 8-bit planes, red first, into one luminance plane.
+template <int N>
+void RGBToIntensityChannelsInput_mmr(const uint8_t* frame, void* plane0, void* plane1, void* plane2, int width,
+                                     int height, int columnOrder);
+
+// Red, green and blue planes into three 8-bit planes at out, index for index.
+template <int N>
+void RGBToRGB24ChannelsConvertCopy(const void* plane0, const void* plane1, const void* plane2, uint8_t* out,
+                                   int width, int height);
+
+// One plane into three equal 8-bit planes at out.
+template <int N>
+void IntensityToRGB24ChannelsConvertCopy(const void* plane0, const void* plane1, const void* plane2, uint8_t* out,
+                                         int width, int height);
+
+// Red, green and blue planes into a bottom-up packed RGB frame.
+template <int N>
+void RGBToRGBChannelsOutput(const void* plane0, const void* plane1, const void* plane2, uint8_t* frame, int width,
+                            int height, int columnOrder);
+
+// One plane into a grey bottom-up packed RGB frame.
+template <int N>
+void IntensityToRGBChannelsOutput(const void* plane0, const void* plane1, const void* plane2, uint8_t* frame,
+                                  int width, int height, int columnOrder);
+
+// Column-ordered planes of In elements into row-ordered planes of Out
+// elements with a filler at each row's end.
+template <int In, int Out>
+void RawPlanarColumnToRawPlanarRowConvert(const void* in, void* out, int width, int height, int planes,
+                                          int padElements, bool bottomUp);
+
 } // namespace korva::video
 
 // A family's nine members in the enumeration's order, and its explicit

@@ -6,6 +6,7 @@
 
 #include <korva/video/kernel_support.h>
 
+#include <cmath>
 #include <cstdint>
 
 namespace korva::video {
@@ -20,6 +21,16 @@ template <int N> float singlePrecisionOf(Element<N> element) {
     } else {
         return static_cast<float>(static_cast<int32_t>(element));
     }
+}
+
+// Truncation towards zero, with the one answer for NaN and for magnitudes of
+// 2^31 and more that the processor's own conversion gives on x86-64, here on
+// every processor.
+inline int32_t truncateToInt32(double value) {
+    if (std::isnan(value) || value >= 2147483648.0 || value <= -2147483648.0) {
+        return INT32_MIN;
+    }
+    return static_cast<int32_t>(value);
 }
 
 // t + 0.5 truncated towards zero and clamped to 0..255, where NaN and any
