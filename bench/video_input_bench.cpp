@@ -3,6 +3,7 @@
 // bytes, and column order against row order, all in one run.
 
 #include "ratio_reporter.h"
+#include "scaler_peer.h"
 
 #include <korva/korva.h>
 
@@ -11,9 +12,6 @@
 #include <string>
 #include <vector>
 
-extern "C" {
-#include <libswscale/swscale.h>
-}
 
 namespace {
 
@@ -61,21 +59,12 @@ void copy(benchmark::State& state, VideoDataType type) {
 void scaler(benchmark::State& state) {
     const std::vector<uint8_t> frame = makeFrame();
     std::vector<uint8_t> planes(3 * std::size_t(PIXELS), 1);
-    SwsContext* context = sws_getContext(WIDTH, HEIGHT, AV_PIX_FMT_BGR24, WIDTH, HEIGHT, AV_PIX_FMT_GBRP, SWS_POINT,
-                                         nullptr, nullptr, nullptr);
-    if (!context) {
-        state.SkipWithError("no bgr24 to gbrp context");
-        return;
-    }
     const uint8_t* const source[1] = {frame.data()};
     const int sourceStride[1] = {rgbRowBytes(WIDTH)};
     uint8_t* const target[3] = {planes.data(), planes.data() + PIXELS, planes.data() + 2 * PIXELS};
     const int targetStride[3] = {WIDTH, WIDTH, WIDTH};
-    for (auto _ : state) {
-        sws_scale(context, source, sourceStride, 0, HEIGHT, target, targetStride);
-        benchmark::ClobberMemory();
-    }
-    sws_freeContext(context);
+    korvabench::runScaler(state, WIDTH, HEIGHT, AV_PIX_FMT_BGR24, source, sourceStride, AV_PIX_FMT_GBRP, target,
+                          targetStride);
     countOutput(state, planes.size());
 }
 

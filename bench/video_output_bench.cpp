@@ -3,6 +3,7 @@
 // against row order, all in one run.
 
 #include "ratio_reporter.h"
+#include "scaler_peer.h"
 
 #include <korva/korva.h>
 
@@ -11,9 +12,6 @@
 #include <string>
 #include <vector>
 
-extern "C" {
-#include <libswscale/swscale.h>
-}
 
 namespace {
 
@@ -51,21 +49,12 @@ void kernel(benchmark::State& state, VideoDataType type, int columnOrder) {
 void scaler(benchmark::State& state) {
     const std::vector<uint8_t> planes = makePlanes(VIDEO_UINT8);
     std::vector<uint8_t> frame(rgbFrameBytes(WIDTH, HEIGHT), 1);
-    SwsContext* context = sws_getContext(WIDTH, HEIGHT, AV_PIX_FMT_GBRP, WIDTH, HEIGHT, AV_PIX_FMT_BGR24, SWS_POINT,
-                                         nullptr, nullptr, nullptr);
-    if (!context) {
-        state.SkipWithError("no gbrp to bgr24 context");
-        return;
-    }
     const uint8_t* const source[3] = {planes.data() + PIXELS, planes.data() + 2 * PIXELS, planes.data()};
     const int sourceStride[3] = {WIDTH, WIDTH, WIDTH};
     uint8_t* const target[1] = {frame.data()};
     const int targetStride[1] = {rgbRowBytes(WIDTH)};
-    for (auto _ : state) {
-        sws_scale(context, source, sourceStride, 0, HEIGHT, target, targetStride);
-        benchmark::ClobberMemory();
-    }
-    sws_freeContext(context);
+    korvabench::runScaler(state, WIDTH, HEIGHT, AV_PIX_FMT_GBRP, source, sourceStride, AV_PIX_FMT_BGR24, target,
+                          targetStride);
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(frame.size()));
 }
 

@@ -3,6 +3,7 @@
 // planar RGB), all in one run. Throughput counts pixels.
 
 #include "ratio_reporter.h"
+#include "scaler_peer.h"
 
 #include <korva/korva.h>
 
@@ -11,9 +12,6 @@
 #include <string>
 #include <vector>
 
-extern "C" {
-#include <libswscale/swscale.h>
-}
 
 namespace {
 
@@ -46,21 +44,12 @@ void kernel(benchmark::State& state, VideoDataType type, int columnOrder) {
 void scaler(benchmark::State& state) {
     const std::vector<uint8_t> frame = makeFrame();
     std::vector<uint8_t> planes(3 * std::size_t(PIXELS), 1);
-    SwsContext* context = sws_getContext(WIDTH, HEIGHT, AV_PIX_FMT_YUYV422, WIDTH, HEIGHT, AV_PIX_FMT_GBRP, SWS_POINT,
-                                         nullptr, nullptr, nullptr);
-    if (!context) {
-        state.SkipWithError("no yuyv422 to gbrp context");
-        return;
-    }
     const uint8_t* const source[1] = {frame.data()};
     const int sourceStride[1] = {2 * WIDTH};
     uint8_t* const target[3] = {planes.data(), planes.data() + PIXELS, planes.data() + 2 * PIXELS};
     const int targetStride[3] = {WIDTH, WIDTH, WIDTH};
-    for (auto _ : state) {
-        sws_scale(context, source, sourceStride, 0, HEIGHT, target, targetStride);
-        benchmark::ClobberMemory();
-    }
-    sws_freeContext(context);
+    korvabench::runScaler(state, WIDTH, HEIGHT, AV_PIX_FMT_YUYV422, source, sourceStride, AV_PIX_FMT_GBRP, target,
+                          targetStride);
     countPixels(state);
 }
 

@@ -6,6 +6,7 @@
 #include <korva/video/byte_blocks.h>
 #include <korva/video/kernel_support.h>
 #include <korva/video/kernels.h>
+#include <korva/video/rgb_source.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -54,30 +55,6 @@ template <int N> Element<N> intensityOf(uint8_t red, uint8_t green, uint8_t blue
         // A threshold at 0.5.
         return static_cast<uint8_t>(static_cast<int32_t>(y + 0.5));
     }
-}
-
-// Where the samples of an RGB source lie: those of pixel x of picture line y
-// at line(y) + x * step + red (or green, or blue), and picture line y + 1
-// lineStep bytes after line y.
-struct RGBSource {
-    const uint8_t* top;
-    std::ptrdiff_t lineStep;
-    int step;
-    std::ptrdiff_t red, green, blue;
-    const uint8_t* line(int y) const { return top + y * lineStep; }
-};
-
-// A packed frame: blue, green, red a pixel, lines bottom-up and filled to
-// whole four-byte words, which are never read.
-RGBSource packedFrame(const uint8_t* frame, int width, int height) {
-    const std::ptrdiff_t rowBytes = rgbRowBytes(width);
-    return {frame + (height - 1) * rowBytes, -rowBytes, 3, 2, 1, 0};
-}
-
-// Three planes of width x height bytes, red first, top line first.
-RGBSource threePlanes(const uint8_t* red, int width, int height) {
-    const std::ptrdiff_t planeBytes = static_cast<std::ptrdiff_t>(width) * height;
-    return {red, width, 1, 0, planeBytes, 2 * planeBytes};
 }
 
 template <int N>
