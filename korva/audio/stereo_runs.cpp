@@ -1,4 +1,5 @@
 #include <korva/audio/stereo_runs.h>
+#include <korva/core/vector_units.h>
 
 #include <korva/audio/sample_rules.h>
 
@@ -138,10 +139,9 @@ const Runs& activeRuns() {
 std::vector<Runs> availableRuns() {
     std::vector<Runs> sets{PLAIN};
 #if defined(__x86_64__)
-    __builtin_cpu_init(); // this may run before the constructors that would otherwise fill in the answers
-    if (__builtin_cpu_supports("avx2"))
+    if (korva::vectorUnits().avx2)
         sets.push_back(AVX2);
-    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw"))
+    if (korva::vectorUnits().avx512bw)
         sets.push_back(AVX512);
 #endif
     return sets;

@@ -1,4 +1,5 @@
 #include <korva/avi/repack_kernels.h>
+#include <korva/core/vector_units.h>
 
 #include <cstring>
 
@@ -169,11 +170,8 @@ void rgb555RunPlain(const uint8_t* src, uint8_t* out, uint64_t pixels) { rgb555P
 std::vector<Kernels> availableKernels() {
     std::vector<Kernels> sets{PLAIN};
 #if defined(__x86_64__)
-    if (__builtin_cpu_supports("avx2")) sets.push_back(AVX2);
-    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-        __builtin_cpu_supports("avx512vbmi")) {
-        sets.push_back(AVX512);
-    }
+    if (korva::vectorUnits().avx2) sets.push_back(AVX2);
+    if (korva::vectorUnits().avx512vbmi) sets.push_back(AVX512);
 #endif
     return sets;
 }

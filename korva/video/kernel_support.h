@@ -61,18 +61,23 @@ inline int32_t planeElements(int32_t width, int32_t height) {
 // in the cache for the caller, who is about to read them.
 constexpr int64_t STREAMING_STORE_BYTES = 4 << 20;
 
+// The bits of an element as an unsigned word of its width.
+template <typename T> auto bitsOf(T value) {
+    using Word = std::conditional_t<sizeof(T) == 8, uint64_t,
+                                    std::conditional_t<sizeof(T) == 4, uint32_t,
+                                                       std::conditional_t<sizeof(T) == 2, uint16_t, uint8_t>>>;
+    Word word;
+    std::memcpy(&word, &value, sizeof word);
+    return word;
+}
+
 // Eight bytes of elements, put together in a register so that one store
 // writes them.
 template <typename T> struct EightBytes {
     static constexpr int elements = 8 / sizeof(T);
     uint64_t bits = 0;
     void set(int k, T value) {
-        typename std::conditional<sizeof(T) == 8, uint64_t,
-                                  typename std::conditional<sizeof(T) == 4, uint32_t,
-                                                            typename std::conditional<sizeof(T) == 2, uint16_t,
-                                                                                      uint8_t>::type>::type>::type raw;
-        std::memcpy(&raw, &value, sizeof(T));
-        bits |= static_cast<uint64_t>(raw) << (8 * sizeof(T) * k);
+        bits |= static_cast<uint64_t>(bitsOf(value)) << (8 * sizeof(T) * k);
     }
     void store(T* to) const {
 #if KORVA_HAVE_STREAMING_STORES

@@ -203,35 +203,25 @@ void transposePlanarBlock(const RGBSource& source, const Planes<VIDEO_UINT8>& pl
     }
 }
 
-template <int Step> void transposeBlock(const RGBSource& source, const Planes<VIDEO_UINT8>& planes, int x0, int y0,
-                                        int height) {
-    if (Step == 3) {
-        transposePackedBlock(source, planes, x0, y0, height);
-    } else {
-        transposePlanarBlock(source, planes, x0, y0, height);
-    }
-}
-
-template <int Step>
-void bytesToColumnOrder(const RGBSource& source, const Planes<VIDEO_UINT8>& planes, int width, int height) {
+// Whole blocks of blockWidth columns go through `block`, the lines and
+// columns left over through the plain walk.
+template <class Block>
+void bytesToColumnOrder(const RGBSource& source, const Planes<VIDEO_UINT8>& planes, int width, int height,
+                        int blockWidth, Block block) {
     const int blockLines = height - height % BLOCK;
-    const int blockWidth = Step == 3 ? PACKED_BLOCK_COLUMNS : BLOCK;
     const int blockColumns = width - width % blockWidth;
     for (int y0 = 0; y0 < blockLines; y0 += BAND_LINES) {
         const int lines = std::min(BAND_LINES, blockLines - y0);
         for (int x0 = 0; x0 < blockColumns; x0 += blockWidth) {
             for (int y = y0; y < y0 + lines; y += BLOCK) {
-                transposeBlock<Step>(source, planes, x0, y, height);
+                block(source, planes, x0, y, height);
             }
         }
     }
     const ColumnWriter<VIDEO_UINT8> writer{source, planes, height, {}};
     for (int x = 0; x < width; ++x) {
-        if (x < blockColumns) {
-            writer.plain(x, blockLines, height - blockLines);
-        } else {
-            writer.plain(x, 0, height);
-        }
+        const int firstLine = x < blockColumns ? blockLines : 0;
+        writer.plain(x, firstLine, height - firstLine);
     }
 }
 
@@ -253,7 +243,7 @@ KORVA_HOT_KERNEL void RGBToRGBChannelsInput(const uint8_t* frame, void* plane0, 
     const Planes<N> planes = planesOf<N>(plane0, plane1, plane2);
     if (columnOrder) {
         if constexpr (N == VIDEO_UINT8) {
-            bytesToColumnOrder<3>(source, planes, width, height);
+            bytesToColumnOrder(source, planes, width, height, PACKED_BLOCK_COLUMNS, transposePackedBlock);
         } else {
             toColumnOrder<N>(source, planes, width, height);
         }
@@ -276,7 +266,8 @@ KORVA_HOT_KERNEL void RGBToRGBChannelsInput_mmr(const uint8_t* frame, void* plan
         const int32_t elements = planeElements(width, height);
         toRowOrder<N>(threePlanes(frame, elements, 1), planes, elements, 1);
     } else if constexpr (N == VIDEO_UINT8) {
-        bytesToColumnOrder<1>(threePlanes(frame, width, height), planes, width, height);
+        bytesToColumnOrder(threePlanes(frame, width, height), planes, width, height, BLOCK,
+                           transposePlanarBlock);
     } else {
         toColumnOrder<N>(threePlanes(frame, width, height), planes, width, height);
     }

@@ -120,23 +120,17 @@ KORVA_HOT_KERNEL void RawPlanarColumnToRawPlanarRowConvert(const void* in, void*
     }
 }
 
-template void RawPlanarColumnToRawPlanarRowConvert<VIDEO_INT8, VIDEO_INT8>(const void*, void*, int, int, int, int,
-                                                                           bool);
-template void RawPlanarColumnToRawPlanarRowConvert<VIDEO_UINT8, VIDEO_UINT8>(const void*, void*, int, int, int, int,
-                                                                             bool);
-template void RawPlanarColumnToRawPlanarRowConvert<VIDEO_LOGICAL, VIDEO_UINT8>(const void*, void*, int, int, int,
-                                                                               int, bool);
-template void RawPlanarColumnToRawPlanarRowConvert<VIDEO_INT16, VIDEO_INT16>(const void*, void*, int, int, int, int,
-                                                                             bool);
-template void RawPlanarColumnToRawPlanarRowConvert<VIDEO_INT32, VIDEO_INT16>(const void*, void*, int, int, int, int,
-                                                                             bool);
-template void RawPlanarColumnToRawPlanarRowConvert<VIDEO_SINGLE, VIDEO_INT16>(const void*, void*, int, int, int,
-                                                                              int, bool);
-template void RawPlanarColumnToRawPlanarRowConvert<VIDEO_DOUBLE, VIDEO_INT16>(const void*, void*, int, int, int,
-                                                                              int, bool);
-template void RawPlanarColumnToRawPlanarRowConvert<VIDEO_UINT16, VIDEO_UINT16>(const void*, void*, int, int, int,
-                                                                               int, bool);
-template void RawPlanarColumnToRawPlanarRowConvert<VIDEO_UINT32, VIDEO_UINT16>(const void*, void*, int, int, int,
-                                                                               int, bool);
+#define KORVA_RAW_PLANAR_PAIR(in, out)                                                                                \
+    template void RawPlanarColumnToRawPlanarRowConvert<in, out>(const void*, void*, int, int, int, int, bool);
+KORVA_RAW_PLANAR_PAIR(VIDEO_INT8, VIDEO_INT8)
+KORVA_RAW_PLANAR_PAIR(VIDEO_UINT8, VIDEO_UINT8)
+KORVA_RAW_PLANAR_PAIR(VIDEO_LOGICAL, VIDEO_UINT8)
+KORVA_RAW_PLANAR_PAIR(VIDEO_INT16, VIDEO_INT16)
+KORVA_RAW_PLANAR_PAIR(VIDEO_INT32, VIDEO_INT16)
+KORVA_RAW_PLANAR_PAIR(VIDEO_SINGLE, VIDEO_INT16)
+KORVA_RAW_PLANAR_PAIR(VIDEO_DOUBLE, VIDEO_INT16)
+KORVA_RAW_PLANAR_PAIR(VIDEO_UINT16, VIDEO_UINT16)
+KORVA_RAW_PLANAR_PAIR(VIDEO_UINT32, VIDEO_UINT16)
+#undef KORVA_RAW_PLANAR_PAIR
 
 } // namespace korva::video
