@@ -8,6 +8,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <limits>
 
 namespace korva::video {
 
@@ -53,9 +54,12 @@ template <int N> uint8_t quantiseToEightBit(Element<N> element) {
     if constexpr (N == VIDEO_UINT8) {
         return element;
     } else {
-        const float lo = static_cast<float>(videoTraits<N>::min);
-        const float hi = static_cast<float>(videoTraits<N>::max);
-        const float span = hi - lo;
+        // videoTraits<N>::min and max, as constants of the compiler's own so
+        // that loops neither reload them nor work out the span per element.
+        constexpr bool unitRange = N == VIDEO_DOUBLE || N == VIDEO_SINGLE || N == VIDEO_LOGICAL;
+        constexpr float lo = unitRange ? 0.0f : static_cast<float>(std::numeric_limits<Element<N>>::min());
+        constexpr float hi = unitRange ? 1.0f : static_cast<float>(std::numeric_limits<Element<N>>::max());
+        constexpr float span = hi - lo;
         const float t = (singlePrecisionOf<N>(element) - lo) / span * 255.0f;
         return truncateAndClampToEightBit(static_cast<double>(t) + 0.5);
     }
