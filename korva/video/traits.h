@@ -19,66 +19,29 @@ static_assert(std::is_signed<char>::value, "VIDEO_INT8 planes are held as char, 
 
 template <int N> struct videoTraits;
 
-template <> struct videoTraits<VIDEO_DOUBLE> {
-    using Element = double;
-    static const double min;
-    static const double max;
-    static std::vector<double> EightBitLUT;
-};
+#define KORVA_VIDEO_TRAITS(N, T)                                                                                      \
+    template <> struct videoTraits<N> {                                                                               \
+        using Element = T;                                                                                            \
+        static const T min;                                                                                           \
+        static const T max;                                                                                           \
+        static std::vector<T> EightBitLUT;                                                                            \
+    };
 
-template <> struct videoTraits<VIDEO_SINGLE> {
-    using Element = float;
-    static const float min;
-    static const float max;
-    static std::vector<float> EightBitLUT;
-};
+KORVA_VIDEO_TRAITS(VIDEO_DOUBLE, double)
+KORVA_VIDEO_TRAITS(VIDEO_SINGLE, float)
+KORVA_VIDEO_TRAITS(VIDEO_INT8, char)
+KORVA_VIDEO_TRAITS(VIDEO_INT16, short)
+KORVA_VIDEO_TRAITS(VIDEO_UINT16, unsigned short)
+KORVA_VIDEO_TRAITS(VIDEO_INT32, int)
+KORVA_VIDEO_TRAITS(VIDEO_UINT32, unsigned int)
+KORVA_VIDEO_TRAITS(VIDEO_LOGICAL, unsigned char)
+#undef KORVA_VIDEO_TRAITS
 
-template <> struct videoTraits<VIDEO_INT8> {
-    using Element = char;
-    static const char min;
-    static const char max;
-    static std::vector<char> EightBitLUT;
-};
-
+// The one type without a table.
 template <> struct videoTraits<VIDEO_UINT8> {
     using Element = unsigned char;
     static const unsigned char min;
     static const unsigned char max;
-};
-
-template <> struct videoTraits<VIDEO_INT16> {
-    using Element = short;
-    static const short min;
-    static const short max;
-    static std::vector<short> EightBitLUT;
-};
-
-template <> struct videoTraits<VIDEO_UINT16> {
-    using Element = unsigned short;
-    static const unsigned short min;
-    static const unsigned short max;
-    static std::vector<unsigned short> EightBitLUT;
-};
-
-template <> struct videoTraits<VIDEO_INT32> {
-    using Element = int;
-    static const int min;
-    static const int max;
-    static std::vector<int> EightBitLUT;
-};
-
-template <> struct videoTraits<VIDEO_UINT32> {
-    using Element = unsigned int;
-    static const unsigned int min;
-    static const unsigned int max;
-    static std::vector<unsigned int> EightBitLUT;
-};
-
-template <> struct videoTraits<VIDEO_LOGICAL> {
-    using Element = unsigned char;
-    static const unsigned char min;
-    static const unsigned char max;
-    static std::vector<unsigned char> EightBitLUT;
 };
 
 // Sizes the type's table to exactly 256 entries and writes all of them, also
