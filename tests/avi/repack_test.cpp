@@ -1,46 +1,48 @@
 #include <gtest/gtest.h>
-
 #include <algorithm>
+#include <korva/avi/repack_kernels.h>
 #include <korva/korva.h>
-
 #include "support/avi_builder.h"
 
 using namespace korvatest;
-
 namespace {
-
-uint32_t pad4(uint32_t n) { return n % 4 ? 4 - n % 4 : 0; }
-struct Opened {
-    TempDir dir;
-    avi::File f;
-    Opened(int32_t w, int32_t h, uint16_t bits, std::vector<Bytes> frames, std::vector<Rgbq> map = {}) {
-        AviPlan plan;
-        plan.video = {w, h, bits, 0, 1, 25, map}, plan.frames = std::move(frames);
-        writeFile(dir.path("e.avi"), buildAvi(plan).bytes);
-        EXPECT_TRUE(f.open(dir.path("e.avi").c_str(), "rb")) << f.getErrorMsg();
+// The plain walks, written out here: 16 bits from the last word down, 32 bits from the first pixel up.
+void plain555(const uint8_t* src, uint8_t* out, uint64_t pixels) {
+    for (uint64_t k = pixels; k-- > 0;) {
+        const unsigned w = src[2 * k] | src[2 * k + 1] << 8;
+        out[3 * k] = uint8_t(w << 3), out[3 * k + 1] = uint8_t(w >> 2 & 0xF8), out[3 * k + 2] = uint8_t(w >> 7 & 0xF8);
     }
-    size_t bufferSize() { return std::max(f.getRawVideoFrameSize(0), f.getRGB24VideoFrameSize()); }
-};
+}
+void plain32(const uint8_t* src, uint8_t* out, uint64_t pixels) {
+    for (uint64_t k = 0; k < pixels; ++k)
+        for (int c = 0; c < 3; ++c) out[3 * k + c] = src[4 * k + c];
+}
+uint32_t pad4(uint32_t n) { return n % 4 ? 4 - n % 4 : 0; }
 
-// Two frames and a read past the end by readRGB24VideoFrame against a plain walk that stops in front of the buffer.
-// Bytes read from behind the buffer and colours of indexes past the colormap are undetermined.
+// Two frames and a read past the end against a plain walk that stops in front of the buffer; bytes read from behind
+// the buffer and colours of indexes past the colormap are undetermined.
 void checkAgainstWalk(uint32_t w, uint32_t h, uint32_t bits, uint32_t V, bool topDown, std::vector<Rgbq> fileMap) {
     SCOPED_TRACE(::testing::Message() << bits << " bits " << w << "x" << h << " stored " << V << " down " << topDown);
     const bool ix = bits == 2 || bits == 4 || bits == 8;
     std::vector<Rgbq> map = fileMap; // files without colormap: the unscaled grey ramp
-    for (unsigned k = 0; fileMap.empty() && ix && k >> bits == 0; ++k)
-        map.push_back({uint8_t(k), uint8_t(k), uint8_t(k), 0});
+    for (uint8_t k = 0; fileMap.empty() && ix && k >> bits == 0 && map.size() < 256; ++k) map.push_back({k, k, k, 0});
     auto bytes = [&](size_t size, uint32_t seed) { // short colormap: each seventh byte may index past it
-        Bytes f = patternBytes(size, seed);
+        Bytes out = patternBytes(size, seed);
         for (size_t i = 0, e = map.size() % 256; e && i < size; ++i)
-            if (i % 7) f[i] = uint8_t(f[i] % e);
-        return f;
+            if (i % 7) out[i] = uint8_t(out[i] % e);
+        return out;
     };
     const int64_t W = w, H = h, pad = pad4(3 * w), S = bits >= 24 ? V : ix || bits == 16 ? H * (3 * W + pad) : 0;
-    const std::vector<Bytes> frames = {bytes(V, w * 31 + h), bytes(V, w * 17 + h + 5)};
-    Opened o(int32_t(w), topDown ? -int32_t(h) : int32_t(h), uint16_t(bits), frames, fileMap);
-    ASSERT_EQ(o.f.getRGB24VideoFrameSize(), uint64_t(S));
-    const size_t n = o.bufferSize();
+    AviPlan plan;
+    plan.video = {int32_t(w), topDown ? -int32_t(h) : int32_t(h), uint16_t(bits), 0, 1, 25, fileMap};
+    const std::vector<Bytes> frames = plan.frames = {bytes(V, w * 31 + h), bytes(V, w * 17 + h + 5)};
+    const TempDir dir;
+    writeFile(dir.path("e.avi"), buildAvi(plan).bytes);
+    avi::File f;
+    ASSERT_TRUE(f.open(dir.path("e.avi").c_str(), "rb")) << f.getErrorMsg();
+    ASSERT_EQ(f.getRGB24VideoFrameSize(), uint64_t(S));
+    ASSERT_EQ(f.getIndexedVideoFrameSize(), bits == 8 ? uint64_t(H * (W + pad4(w))) : 0u);
+    const size_t n = std::max(f.getRawVideoFrameSize(0), f.getRGB24VideoFrameSize());
     for (uint32_t i = 0; i < 3; ++i) {
         Bytes b = bytes(n, 1000 + i);
         std::vector<bool> known(n, true);
@@ -48,8 +50,8 @@ void checkAgainstWalk(uint32_t w, uint32_t h, uint32_t bits, uint32_t V, bool to
         if (i < 2) std::copy(frames[i].begin(), frames[i].end(), b.begin()); // past the end: the old bytes
         for (uint32_t r = 0, row = V / h; i < 2 && topDown && r < h / 2; ++r) // rows of stored size over height
             std::swap_ranges(b.begin() + r * row, b.begin() + (r + 1) * row, b.begin() + (h - 1 - r) * row);
-        o.f.readRGB24VideoFrame(buf.data());
-        ASSERT_EQ(o.f.getErrorCode(), avi::errors::NO_ERROR) << o.f.getErrorMsg();
+        f.readRGB24VideoFrame(buf.data());
+        ASSERT_EQ(f.getErrorCode(), avi::errors::NO_ERROR) << f.getErrorMsg();
         auto get = [&](int64_t at, bool& ok) -> unsigned {
             if (at < 0 || at >= int64_t(n)) return ok = false, 0;
             return ok = ok && known[size_t(at)], b[size_t(at)];
@@ -57,7 +59,7 @@ void checkAgainstWalk(uint32_t w, uint32_t h, uint32_t bits, uint32_t V, bool to
         auto pixel = [&](int64_t s, int64_t out) { // blue, green, red put at out and up
             bool ok = true;
             unsigned v[3] = {0, 0, 0}, k = 0;
-            if (bits == 16) {
+            if (bits == 16) { // each 5-bit channel to the top of its byte
                 const unsigned lo = get(s, ok), word = lo | get(s + 1, ok) << 8;
                 v[0] = word << 3, v[1] = (word >> 2) & 0xF8, v[2] = (word >> 7) & 0xF8;
             } else if (bits == 32) {
@@ -80,7 +82,6 @@ void checkAgainstWalk(uint32_t w, uint32_t h, uint32_t bits, uint32_t V, bool to
         ASSERT_GE(defined, n / 4) << "read " << i;
     }
 }
-
 class RepackWalk : public ::testing::TestWithParam<uint32_t> {};
 TEST_P(RepackWalk, MatchesPlainWalkOverGeometries) {
     const uint32_t bits = GetParam();
@@ -104,37 +105,23 @@ TEST(RepackWalk, FramesWhoseSizeDisagreesWithTheGeometry) {
     for (auto& c : cases) checkAgainstWalk(c[0], c[1], c[2], c[3], c[4], c[5] ? shortMap : std::vector<Rgbq>{});
 }
 
-TEST(RepackEdges, FiveBitChannelsAndRgb32WidthFour) {
-    auto rgb24 = [](uint16_t bits, Bytes frame) { // into a buffer of exactly the stated size, filled with 0xEE
-        Opened o(4, 2, bits, {frame});
-        std::vector<char> buf(o.bufferSize(), char(0xEE));
-        o.f.readRGB24VideoFrame(buf.data());
-        EXPECT_EQ(o.f.getErrorCode(), avi::errors::NO_ERROR);
-        return Bytes(buf.begin(), buf.end());
-    };
-    Bytes words;
-    for (uint16_t w : {0x7FFF, 0xFFFF, 0x001F, 0x03E0, 0x7C00, 0x8000, 0x0421, 0x2D6B}) append(words, le16(w));
-    EXPECT_EQ(rgb24(16, words),
-              Bytes({248, 248, 248, 248, 248, 248, 248, 0, 0, 0, 248, 0, 0, 0, 248, 0, 0, 0, 8, 8, 8, 88, 88, 88}));
-    const Bytes frame = patternBytes(32, 7); // 32 bits, width 4: the last quarter keeps the stored bytes
-    Bytes want;
-    for (size_t p = 0; p < 8; ++p) append(want, Bytes(&frame[4 * p], &frame[4 * p + 3]));
-    append(want, Bytes(frame.begin() + 24, frame.end()));
-    EXPECT_EQ(rgb24(32, frame), want);
+// Every variant gives the plain walk's bytes, into a buffer between guard bytes and in place as the repacking runs
+// them (16-bit words grow from the start, 32-bit pixels shrink towards it); bytes outside the run stay untouched.
+TEST(RepackKernels, EveryVariantMatchesThePlainWalk) {
+    const std::vector<avi::repack::Kernels> sets = avi::repack::availableKernels();
+    ASSERT_STREQ(sets.front().name, "plain");
+    for (const avi::repack::Kernels& set : sets)
+        for (uint64_t n : {0, 1, 2, 7, 8, 11, 15, 16, 17, 31, 32, 33, 63, 64, 65, 127, 128, 129, 1000, 4099})
+            for (unsigned bytes : {2u, 4u}) {
+                SCOPED_TRACE(::testing::Message() << set.name << ", " << n << " pixels of " << bytes << " bytes");
+                const avi::repack::Run plain = bytes < 4 ? plain555 : plain32, run = bytes < 4 ? set.rgb555 : set.rgb32;
+                const Bytes source = patternBytes(4 * n + 64, uint32_t(n));
+                Bytes want(3 * n + 64, uint8_t(0xA5 + bytes)), got = want;
+                plain(source.data(), want.data() + 32, n), run(source.data(), got.data() + 32, n);
+                EXPECT_EQ(got, want);
+                Bytes frame(source.begin(), source.begin() + long((bytes == 2 ? 3 : 4) * n + 16)), expected = frame;
+                plain(expected.data(), expected.data(), n), run(frame.data(), frame.data(), n);
+                EXPECT_EQ(frame, expected) << "in place";
+            }
 }
-
-TEST(RepackSizes, PadsAndFrameSizesByWidthAndDepth) {
-    const uint32_t rows[][9] = { // w, h, bits, stored; indexed, RGB24, RGB555 pads; RGB24, indexed sizes
-        {1, 3, 8, 12, 3, 1, 2, 12, 12}, {2, 3, 8, 12, 2, 2, 0, 24, 12}, {3, 2, 16, 16, 1, 3, 2, 24, 0},
-        {4, 2, 16, 16, 0, 0, 0, 24, 0}, {5, 1, 32, 20, 3, 1, 2, 20, 0}, {6, 2, 24, 40, 2, 2, 0, 40, 0},
-        {7, 1, 1, 4, 1, 3, 2, 0, 0},    {8, 2, 4, 8, 0, 0, 0, 48, 0},   {9, 2, 2, 8, 3, 1, 2, 56, 0},
-    };
-    for (const auto& r : rows) {
-        Opened o{int32_t(r[0]), int32_t(r[1]), uint16_t(r[2]), {patternBytes(r[3], 3)}};
-        const uint32_t got[] = {o.f.getIndexedPadLength(), o.f.getRgb24PadLength(), o.f.getRgb555PadLength(),
-                                o.f.getRGB24VideoFrameSize(), o.f.getIndexedVideoFrameSize()};
-        for (int k = 0; k < 5; ++k) EXPECT_EQ(got[k], r[4 + k]) << r[0] << "x" << r[1] << " " << r[2] << " bits" << k;
-    }
-}
-
 } // namespace
