@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <tuple>
 #include <korva/korva.h>
 #include "support/avi_builder.h"
 
@@ -62,6 +63,20 @@ TEST(ReadVideoFrame, CompressedVideoRefusedAndFileEndingInsideAFrame) {
     t.f.readVideoFrame(buf.data(), 2);
     EXPECT_EQ(t.f.getErrorCode(), FREAD_FAILED);
     EXPECT_EQ(asBytes(buf), cat({Bytes(file.end() - 5, file.end()), Bytes(7, 0xCD)})); // the rest stays
+}
+
+TEST(ReadVideoFrame, WrongNumFramesCheckForRgb24) {
+    // Square side, bits, compression, frames, RIFF segments, code; 65536 squared wraps to 0.
+    const std::tuple<int32_t, uint16_t, uint32_t, unsigned, unsigned, error_T> cases[] = {
+        {16, 24, 0, 6, 1, NO_ERROR},    {16, 24, 0, 6, 3, INVALID_NUM_FRAMES}, {1000, 24, 0, 1, 1, INVALID_NUM_FRAMES},
+        {65536, 24, 0, 1, 1, NO_ERROR}, {1000, 32, 0, 1, 1, NO_ERROR},         {1000, 24, 0x64636261, 1, 1, NO_ERROR}};
+    for (auto [w, bits, comp, frames, segments, want] : cases) {
+        AviPlan plan = videoPlan(std::vector<Bytes>(frames, patternBytes(w == 16 ? 768 : 12, 1)), w, w, bits, comp);
+        plan.index = IndexKind::OpenDML, plan.segments = segments;
+        Opened o(buildAvi(plan).bytes);
+        o.f.errorIfWrongNumFrameForRGB24();
+        EXPECT_EQ(o.f.getErrorCode(), want) << w << " " << bits << " " << segments;
+    }
 }
 
 TEST(ReadAudio, CrossesChunksPadsTheEndAndRunsOutOfEntries) {
