@@ -1,8 +1,10 @@
-#include "element_test_support.h"
+#include "video_test_support.h"
 
 #include <korva/video/quantise.h>
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 using namespace korvatest;
 using korva::video::quantiseToEightBit;
@@ -26,10 +28,10 @@ void referenceOutput(const Elem<N>* red, const Elem<N>* green, const Elem<N>* bl
     }
 }
 
-// Every member of both families, flags 0, 1 and 2, into frames filled with
-// random bytes beforehand: the filler and anything past the frame must keep
-// them, all of it for an empty picture. The intensity members get null for
-// plane1 and plane2.
+// Every RGB output and RGB24 copy member; the intensity ones take plane0 for all
+// three colours and get null for the others. Frames are filled with random bytes
+// beforehand: the filler and anything past the frame must keep them, all of it
+// for an empty picture. Copies give out[i], out[n + i], out[2n + i] from element i.
 TEST(RGBOutput, EveryMemberMatchesThePlainWalk) {
     std::vector<std::pair<int, int>> sizes = sizesWithEmpty();
     sizes.push_back({250, 200});
@@ -38,64 +40,84 @@ TEST(RGBOutput, EveryMemberMatchesThePlainWalk) {
         const auto t = static_cast<VideoDataType>(N);
         const MMVideoOutputFcn rgb = MM_GetVideoOutputFcn(FOURCC_RGB, FOURCC_RGB, t);
         const MMVideoOutputFcn grey = MM_GetVideoOutputFcn(FOURCC_GREY, FOURCC_RGB, t);
-        ASSERT_TRUE(rgb && grey) << N;
+        const MMVideoConvertCopyFcn copy = MM_GetRGBToRGB24ChannelsConvertCopyFcn(t);
+        const MMVideoConvertCopyFcn greyCopy = MM_GetIntensityToRGB24ChannelsConvertCopyFcn(t);
+        ASSERT_TRUE(rgb && grey && copy && greyCopy) << N;
         for (auto [w, h] : sizes) {
             const std::size_t n = std::size_t(w) * h;
             std::vector<Elem<N>> planes[3];
             for (int c = 0; c < 3; ++c) planes[c] = randomElements<N>(n, uint32_t(h * 100 + w * 3 + c));
-            const auto before = randomBytes(rgbFrameBytes(w, h) + 8, w + h);
+            const Elem<N>* const p[3] = {planes[0].data(), planes[1].data(), planes[2].data()};
+            const auto before = randomBytes(std::max<std::size_t>(rgbFrameBytes(w, h), 3 * n) + 8, w + h);
             for (int flag : {0, 1, 2}) {
-                SCOPED_TRACE("type " + std::to_string(N) + ", " + sizeName(w, h, flag));
+                SCOPED_TRACE(sizeName(N, w, h, flag));
                 std::vector<uint8_t> got(before), want(before), gotGrey(before), wantGrey(before);
-                rgb(planes[0].data(), planes[1].data(), planes[2].data(), got.data(), w, h, flag);
-                referenceOutput<N>(planes[0].data(), planes[1].data(), planes[2].data(), want.data(), w, h, flag);
+                rgb(p[0], p[1], p[2], got.data(), w, h, flag);
+                referenceOutput<N>(p[0], p[1], p[2], want.data(), w, h, flag);
                 EXPECT_EQ(got, want) << "RGB";
-                grey(planes[0].data(), nullptr, nullptr, gotGrey.data(), w, h, flag);
-                referenceOutput<N>(planes[0].data(), planes[0].data(), planes[0].data(), wantGrey.data(), w, h, flag);
+                grey(p[0], nullptr, nullptr, gotGrey.data(), w, h, flag);
+                referenceOutput<N>(p[0], p[0], p[0], wantGrey.data(), w, h, flag);
                 EXPECT_EQ(gotGrey, wantGrey) << "intensity";
             }
+            std::vector<uint8_t> got(before), want(before), gotGrey(before), wantGrey(before);
+            for (std::size_t i = 0; i < n; ++i)
+                for (int c = 0; c < 3; ++c) {
+                    want[c * n + i] = quantiseToEightBit<N>(p[c][i]);
+                    wantGrey[c * n + i] = quantiseToEightBit<N>(p[0][i]);
+                }
+            copy(p[0], p[1], p[2], got.data(), w, h);
+            greyCopy(p[0], nullptr, nullptr, gotGrey.data(), w, h);
+            EXPECT_EQ(got, want) << "RGB24 copy, " << w << "x" << h;
+            EXPECT_EQ(gotGrey, wantGrey) << "intensity RGB24 copy, " << w << "x" << h;
         }
     });
 }
 
-// Width 3, height 2: red 0 to 5, green 50 to 55, blue 100 to 105.
-std::vector<int> smallFrame(int flag) {
-    const uint8_t red[6] = {0, 1, 2, 3, 4, 5}, green[6] = {50, 51, 52, 53, 54, 55},
-                  blue[6] = {100, 101, 102, 103, 104, 105};
+// Width 3, height 2, red 0 to 5, green 50 to 55, blue 100 to 105: the bottom
+// line leads the frame and the filler keeps its marker.
+TEST(RGBOutput, WorkedFrame) {
+    const uint8_t p[3][6] = {{0, 1, 2, 3, 4, 5}, {50, 51, 52, 53, 54, 55}, {100, 101, 102, 103, 104, 105}};
     std::vector<uint8_t> frame(24, 7);
-    MM_GetRGBToRGBChannelsOutputFcn(VIDEO_UINT8)(red, green, blue, frame.data(), 3, 2, flag);
-    return std::vector<int>(frame.begin(), frame.end());
+    MM_GetRGBToRGBChannelsOutputFcn(VIDEO_UINT8)(p[0], p[1], p[2], frame.data(), 3, 2, 0);
+    EXPECT_EQ(frame, (std::vector<uint8_t>{103, 53, 3, 104, 54, 4, 105, 55, 5, 7, 7, 7,
+                                           100, 50, 0, 101, 51, 1, 102, 52, 2, 7, 7, 7}));
 }
 
-// One pixel of a grey picture, blue, green, red.
-template <int N> std::vector<int> greyPixel(Elem<N> v) {
-    uint8_t frame[4] = {7, 7, 7, 7};
-    MM_GetIntensityToRGBChannelsOutputFcn(static_cast<VideoDataType>(N))(&v, nullptr, nullptr, frame, 1, 1, 0);
-    return {frame[0], frame[1], frame[2], frame[3]};
+// A byte raised through the type's table and reduced again: unchanged for the
+// unit-range and 8-bit types, one lower from 129 up for the wide integers, and
+// 0 or 255 for logical planes.
+TEST(Quantise, RaisedBytesComeBackAsTold) {
+    forEachVideoType([](auto type) {
+        constexpr int N = decltype(type)::value;
+        buildEightBitLUT(static_cast<VideoDataType>(N));
+        const bool wide = N >= VIDEO_INT16 && N <= VIDEO_UINT32;
+        for (int i = 0; i < 256; ++i) {
+            const int want = N == VIDEO_LOGICAL ? (i ? 255 : 0) : wide && i > 128 ? i - 1 : i;
+            ASSERT_EQ(quantiseToEightBit<N>(raised<N>(uint8_t(i))), want) << "type " << N << ", byte " << i;
+        }
+    });
 }
 
-TEST(RGBOutput, WorkedCases) {
-    EXPECT_EQ(smallFrame(0), (std::vector<int>{103, 53, 3, 104, 54, 4, 105, 55, 5, 7, 7, 7,
-                                               100, 50, 0, 101, 51, 1, 102, 52, 2, 7, 7, 7}));
-    // Column order: plane element 1 is pixel (0, 1), which leads the frame.
-    EXPECT_EQ(smallFrame(1), (std::vector<int>{101, 51, 1, 103, 53, 3, 105, 55, 5, 7, 7, 7,
-                                               100, 50, 0, 102, 52, 2, 104, 54, 4, 7, 7, 7}));
-    // Width 4 has no filler: the second line starts at byte 12.
-    const uint8_t four[8] = {1, 2, 3, 4, 5, 6, 7, 8};
-    uint8_t frame[24];
-    MM_GetRGBToRGBChannelsOutputFcn(VIDEO_UINT8)(four, four, four, frame, 4, 2, 0);
-    EXPECT_EQ(frame[12], 1);
-    EXPECT_EQ(greyPixel<0>(0.5), (std::vector<int>{128, 128, 128, 7}));
-    EXPECT_EQ(greyPixel<8>(0), (std::vector<int>{0, 0, 0, 7}));
-    EXPECT_EQ(greyPixel<8>(1), (std::vector<int>{255, 255, 255, 7}));
-    EXPECT_EQ(greyPixel<8>(7), (std::vector<int>{255, 255, 255, 7}));
-    EXPECT_EQ(greyPixel<4>(0), (std::vector<int>{128, 128, 128, 7}));
-    EXPECT_EQ(greyPixel<5>(65535), (std::vector<int>{255, 255, 255, 7}));
-    EXPECT_EQ(greyPixel<5>(65280), (std::vector<int>{254, 254, 254, 7}));
-    // NaN in the green plane darkens green alone.
-    const double red = 1.0, green = std::nan(""), blue = 0.5;
-    MM_GetRGBToRGBChannelsOutputFcn(VIDEO_DOUBLE)(&red, &green, &blue, frame, 1, 1, 0);
-    EXPECT_EQ((std::vector<int>{frame[0], frame[1], frame[2]}), (std::vector<int>{128, 0, 255}));
+// Worked values, beyond what the tables produce.
+TEST(Quantise, WorkedValues) {
+    const double inf = std::numeric_limits<double>::infinity(), nan = std::nan("");
+    const std::pair<double, int> unit[] = {{0.5, 128}, {1.0, 255}, {1.5, 255}, {-0.5, 0}, {0.00195, 0}, {0.00197, 1},
+                                           {nan, 0}, {inf, 0}, {-inf, 0}, {8421504.0, 255}, {8421505.0, 0},
+                                           {-8421505.0, 0}};
+    for (auto [value, want] : unit) {
+        EXPECT_EQ(quantiseToEightBit<VIDEO_DOUBLE>(value), want) << value;
+        EXPECT_EQ(quantiseToEightBit<VIDEO_SINGLE>(float(value)), want) << value;
+    }
+    EXPECT_EQ((std::vector<int>{quantiseToEightBit<VIDEO_INT16>(-32768), quantiseToEightBit<VIDEO_INT16>(0),
+                     quantiseToEightBit<VIDEO_INT16>(32512), quantiseToEightBit<VIDEO_INT16>(32767),
+                     quantiseToEightBit<VIDEO_UINT16>(1), quantiseToEightBit<VIDEO_UINT16>(128),
+                     quantiseToEightBit<VIDEO_UINT16>(129), quantiseToEightBit<VIDEO_UINT16>(65280),
+                     quantiseToEightBit<VIDEO_UINT16>(65534), quantiseToEightBit<VIDEO_INT32>(INT32_MIN),
+                     quantiseToEightBit<VIDEO_INT32>(INT32_MAX), quantiseToEightBit<VIDEO_INT32>(2130706432),
+                     quantiseToEightBit<VIDEO_UINT32>(UINT32_MAX), quantiseToEightBit<VIDEO_UINT32>(4278190080u),
+                     quantiseToEightBit<VIDEO_INT8>(-128), quantiseToEightBit<VIDEO_LOGICAL>(2),
+                     quantiseToEightBit<VIDEO_LOGICAL>(255), quantiseToEightBit<VIDEO_UINT8>(77)}),
+              (std::vector<int>{0, 128, 254, 255, 0, 0, 1, 254, 255, 0, 255, 254, 255, 254, 0, 255, 255, 77}));
 }
 
 } // namespace

@@ -21,9 +21,7 @@ inline int lumaOf(int r, int g, int b) { return ((65 * r + 129 * g + 25 * b + 12
 inline int cbOf(int r, int g, int b) { return ((-38 * r - 74 * g + 112 * b + 128) >> 8) + 128; }
 inline int crOf(int r, int g, int b) { return ((112 * r - 94 * g - 18 * b + 128) >> 8) + 128; }
 
-struct RGB {
-    int r, g, b;
-};
+struct RGB { int r, g, b; };
 inline RGB rgbOf(int y, int cb, int cr) {
     const int c = (y - 16) * 19077 + 8192, d = cb - 128, e = cr - 128;
     return {clamp8((c + 26149 * e) >> 14), clamp8((c - 6419 * d - 13320 * e) >> 14), clamp8((c + 33050 * d) >> 14)};
@@ -38,16 +36,13 @@ inline long groupsOf(long w) { return ((w - 1) >> 1) + 1; }
 // Packed frames into planes.
 inline void yuy2ToRGB(const uint8_t* f, Plane* p, long w, long h, int flag) {
     auto put = [&](long at, RGB c) { p[0][at] = c.r, p[1][at] = c.g, p[2][at] = c.b; };
-    if (flag == 0) {
-        const long n = w * h;
-        for (long g = 0; n >= 1 && g <= (n - 1) >> 1; ++g) {
-            put(2 * g, rgbOf(f[4 * g], f[4 * g + 1], f[4 * g + 3]));
-            put(2 * g + 1, rgbOf(f[4 * g + 2], f[4 * g + 1], f[4 * g + 3]));
-        }
-        return;
+    const long n = w * h;
+    for (long g = 0; flag == 0 && n >= 1 && g <= (n - 1) >> 1; ++g) {
+        put(2 * g, rgbOf(f[4 * g], f[4 * g + 1], f[4 * g + 3]));
+        put(2 * g + 1, rgbOf(f[4 * g + 2], f[4 * g + 1], f[4 * g + 3]));
     }
     const uint8_t* q = f;
-    for (long y = 0; y < h; ++y)
+    for (long y = 0; flag != 0 && y < h; ++y)
         for (long i = 0; i < groupsOf(w); ++i, q += 4) {
             put(2 * i * h + y, rgbOf(q[0], q[1], q[3]));
             put((2 * i + 1) * h + y, rgbOf(q[2], q[1], q[3]));
@@ -84,27 +79,22 @@ inline void rgbPlanesToYCbCr(const uint8_t* f, Plane* p, long w, long h, int fla
 }
 
 inline void yuy2ToYCbCr(const uint8_t* f, Plane* p, long w, long h, int flag) {
-    if (flag == 0) {
-        for (long i = 0; i < w * h; i += 2) {
-            p[0][i] = f[2 * i], p[1][i >> 1] = f[2 * i + 1];
-            p[0][i + 1] = f[2 * i + 2], p[2][i >> 1] = f[2 * i + 3];
-        }
-    } else if (flag == 1) {
-        for (long y = 0; y < h; ++y)
-            for (long x = 0; x < w; ++x) {
-                const long o = y * 2 * w + 2 * x;
-                p[0][x * h + y] = f[o];
-                p[o % 4 == 0 ? 1 : 2][(x >> 1) * h + y] = f[o + 1];
-            }
+    for (long i = 0; flag == 0 && i < w * h; i += 2) {
+        p[0][i] = f[2 * i], p[1][i >> 1] = f[2 * i + 1];
+        p[0][i + 1] = f[2 * i + 2], p[2][i >> 1] = f[2 * i + 3];
     }
+    for (long y = 0; flag == 1 && y < h; ++y)
+        for (long x = 0; x < w; ++x) {
+            const long o = y * 2 * w + 2 * x;
+            p[0][x * h + y] = f[o];
+            p[o % 4 == 0 ? 1 : 2][(x >> 1) * h + y] = f[o + 1];
+        }
 }
 
 inline void yuy2ToIntensity(const uint8_t* f, Plane* p, long w, long h, int flag) {
-    if (flag == 0)
-        for (long i = 0; i < w * h; ++i) p[0][i] = intensityOfLuma(f[2 * i]);
-    else if (flag == 1)
-        for (long y = 0; y < h; ++y)
-            for (long x = 0; x < w; ++x) p[0][x * h + y] = intensityOfLuma(f[y * 2 * w + 2 * x]);
+    for (long i = 0; flag == 0 && i < w * h; ++i) p[0][i] = intensityOfLuma(f[2 * i]);
+    for (long y = 0; flag == 1 && y < h; ++y)
+        for (long x = 0; x < w; ++x) p[0][x * h + y] = intensityOfLuma(f[y * 2 * w + 2 * x]);
 }
 
 // Planes, already reduced to eight bits, into packed frames.
@@ -116,9 +106,9 @@ inline void ycbcrToRGB(const Plane* p, uint8_t* f, long w, long h, int flag) {
             const long y0 = flag ? 2 * i * h + y : y * w + 2 * i, y1 = flag ? y0 + h : y0 + 1;
             const long c = flag ? i * h + y : y * wh + i;
             const RGB a = rgbOf(p[0][y0], p[1][c], p[2][c]), b = rgbOf(p[0][y1], p[1][c], p[2][c]);
-            const uint8_t bytes[6] = {uint8_t(a.b), uint8_t(a.g), uint8_t(a.r),
-                                      uint8_t(b.b), uint8_t(b.g), uint8_t(b.r)};
-            std::copy(bytes, bytes + 6, f + r * s + 6 * i);
+            uint8_t* q = f + r * s + 6 * i;
+            q[0] = uint8_t(a.b), q[1] = uint8_t(a.g), q[2] = uint8_t(a.r), q[3] = uint8_t(b.b), q[4] = uint8_t(b.g);
+            q[5] = uint8_t(b.r);
         }
     }
 }
@@ -142,14 +132,9 @@ inline void intensityToYUY2(const Plane* p, uint8_t* f, long w, long h, int flag
     auto put = [&](int a, int b) { *f++ = uint8_t(a), *f++ = 128, *f++ = uint8_t(b), *f++ = 128; };
     long at = 0;
     for (long y = 0; y < h; ++y) {
-        for (long i = 0; i < pairsOf(w); ++i) {
-            if (flag == 0) {
-                put(lumaOfIntensity(p[0][at]), lumaOfIntensity(lumaOfIntensity(p[0][at + 1])));
-                at += 2;
-            } else {
-                put(lumaOfIntensity(p[0][2 * i * h + y]), lumaOfIntensity(p[0][(2 * i + 1) * h + y]));
-            }
-        }
+        for (long i = 0; i < pairsOf(w); ++i)
+            if (flag == 0) put(lumaOfIntensity(p[0][at]), lumaOfIntensity(lumaOfIntensity(p[0][at + 1]))), at += 2;
+            else put(lumaOfIntensity(p[0][2 * i * h + y]), lumaOfIntensity(p[0][(2 * i + 1) * h + y]));
         if (w % 2) {
             const int last = lumaOfIntensity(p[0][flag == 0 ? at + (w - 1) + y * w : (w - 1) * h + y]);
             put(last, last);
@@ -161,11 +146,9 @@ inline void ycbcrToYUY2(const Plane* p, uint8_t* f, long w, long h, int flag) {
     auto put = [&](long y0, long y1, long c) {
         *f++ = uint8_t(p[0][y0]), *f++ = uint8_t(p[1][c]), *f++ = uint8_t(p[0][y1]), *f++ = uint8_t(p[2][c]);
     };
-    if (flag == 0)
-        for (long g = 0; w * h >= 1 && g <= (w * h - 1) >> 1; ++g) put(2 * g, 2 * g + 1, g);
-    else
-        for (long y = 0; y < h; ++y)
-            for (long i = 0; i < groupsOf(w); ++i) put(2 * i * h + y, (2 * i + 1) * h + y, i * h + y);
+    for (long g = 0; flag == 0 && w * h >= 1 && g <= (w * h - 1) >> 1; ++g) put(2 * g, 2 * g + 1, g);
+    for (long y = 0; flag != 0 && y < h; ++y)
+        for (long i = 0; i < groupsOf(w); ++i) put(2 * i * h + y, (2 * i + 1) * h + y, i * h + y);
 }
 
 } // namespace korvaref
