@@ -28,6 +28,19 @@ template <typename S, typename D> int tileFrames(int channels) {
     return int(std::max<int64_t>(MIN_TILE_FRAMES, TILE_BYTES / frameBytes));
 }
 
+// Hands moveTile(first, count, channel) every channel of one tile of frames
+// after the other, tile by tile, so that a tile's interleaved frames stay in
+// cache while all its channels pass.
+template <typename S, typename D, typename MoveTile> void inTiles(int samples, int channels, MoveTile moveTile) {
+    const int tile = tileFrames<S, D>(channels);
+    for (int64_t first = 0; first < samples; first += tile) {
+        const int count = int(std::min<int64_t>(tile, samples - first));
+        for (int c = 0; c < channels; ++c) {
+            moveTile(first, count, c);
+        }
+    }
+}
+
 template <typename S, typename D> inline void convertRun(const S* __restrict in, D* __restrict out, int count) {
     for (int i = 0; i < count; ++i) {
         out[i] = SampleRule<S, D>::convert(in[i]);
@@ -95,13 +108,9 @@ void AudioTransposeCopyToPlanar(const void* in, void* out, int samples, int chan
     } else if (channels == 2) {
         splitStereo(src, dst, dst + stride, samples);
     } else {
-        const int tile = tileFrames<S, D>(channels);
-        for (int64_t first = 0; first < samples; first += tile) {
-            const int count = int(std::min<int64_t>(tile, samples - first));
-            for (int c = 0; c < channels; ++c) {
-                gatherChannel(src + int64_t(first) * channels + c, channels, dst + int64_t(c) * stride + first, count);
-            }
-        }
+        inTiles<S, D>(samples, channels, [=](int64_t first, int count, int c) {
+            gatherChannel(src + first * channels + c, channels, dst + int64_t(c) * stride + first, count);
+        });
     }
 }
 
@@ -119,13 +128,9 @@ void AudioTransposeCopyToInterleaved(const void* in, void* out, int samples, int
     } else if (channels == 2) {
         joinStereo(src, src + stride, dst, samples);
     } else {
-        const int tile = tileFrames<S, D>(channels);
-        for (int64_t first = 0; first < samples; first += tile) {
-            const int count = int(std::min<int64_t>(tile, samples - first));
-            for (int c = 0; c < channels; ++c) {
-                scatterChannel(src + int64_t(c) * stride + first, dst + int64_t(first) * channels + c, channels, count);
-            }
-        }
+        inTiles<S, D>(samples, channels, [=](int64_t first, int count, int c) {
+            scatterChannel(src + int64_t(c) * stride + first, dst + first * channels + c, channels, count);
+        });
     }
 }
 
