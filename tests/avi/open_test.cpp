@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <fstream>
+#include <stdexcept>
 #include <korva/korva.h>
 #include "support/avi_builder.h"
 
@@ -52,6 +53,12 @@ TEST(AviOpen, UnicodeNamesThroughBothOverloads) {
     EXPECT_TRUE(!missing.open(wide + u"\u00DF", "rb") &&
                 std::string(missing.getErrorMsg()) == "Unable to open AVI file ('" + utf8 + "\xC3\x9F')");
     EXPECT_TRUE(writer.open(wide + u".w", "wb") && std::ifstream(utf8 + ".w").good());
+    // Names that are not valid text: the lenient conversions put U+FFFD in, the strict ones throw.
+    const char16_t lone[] = {u'x', 0xD800, u'y', 0xDC00};
+    EXPECT_EQ(fs::codecvt_ustring_to_narrow_string(true).do_convert(lone, 4), "x\xEF\xBF\xBDy\xEF\xBF\xBD");
+    EXPECT_THROW(fs::codecvt_ustring_to_narrow_string(false).do_convert(lone, 4), std::range_error);
+    EXPECT_TRUE(fs::codecvt_narrow_string_to_ustring(true).do_convert("\xFFq", 2) == u"\uFFFDq");
+    EXPECT_THROW(fs::codecvt_narrow_string_to_ustring(false).do_convert("\xFFq", 2), std::range_error);
 }
 
 // The texts of codes 0..47, then of 255, -1 and -46. 1, 2, 3 and 28 are composed (the file name is empty

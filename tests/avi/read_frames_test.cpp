@@ -101,6 +101,8 @@ TEST(ReadAudio, CrossesChunksPadsTheEndAndRunsOutOfEntries) {
         EXPECT_EQ(asBytes(buf), cat({Bytes(all.begin() + 1000, all.end()), Bytes(400, 0)}));
         o.f.readIndexedVideoFrame(buf.data(), 0); // 24 bits: the frame is read, then code 45
         EXPECT_TRUE(asBytes(buf, 12) == plan.frames[0] && o.f.getErrorCode() == VIDEO_NOT_INDEXED);
+        o.f.resetAudio(), o.f.readAudio(buf.data(), 10); // an audio read leaves the error standing
+        EXPECT_TRUE(o.f.getErrorCode() == VIDEO_NOT_INDEXED && asBytes(buf, 10) == Bytes(all.begin(), all.begin() + 10));
     }
     plan.audioChunks.resize(2), plan.audio.lengthOverride = 1000; // legacy index, more stated than indexed
     Opened o(buildAvi(plan).bytes);

@@ -75,6 +75,14 @@ template <int N> Planes<N> markedPlanes(std::size_t n, Elem<N> marker = Elem<N>(
     return {std::vector<Elem<N>>(n, marker), std::vector<Elem<N>>(n, marker), std::vector<Elem<N>>(n, marker)};
 }
 
+// Byte for byte, so that -0.0 and 0.0 or two NaNs of other bits differ.
+template <class T> bool sameBytes(const std::vector<T>& a, const std::vector<T>& b) {
+    return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(T)) == 0);
+}
+template <class T> bool sameBytes(const std::array<std::vector<T>, 3>& a, const std::array<std::vector<T>, 3>& b) {
+    return sameBytes(a[0], b[0]) && sameBytes(a[1], b[1]) && sameBytes(a[2], b[2]);
+}
+
 // The element for an 8-bit sample: the byte itself for VIDEO_UINT8.
 template <int N> Elem<N> raised(uint8_t b) {
     if constexpr (N == VIDEO_UINT8) return b;
