@@ -8,8 +8,6 @@
 
 #include <korva/audio/kernel_tables.h>
 
-#include <utility>
-
 namespace audio {
 namespace {
 
@@ -52,21 +50,13 @@ void AudioConvertCopyWithMapToInterleaved(const void* in, void* out, int planeSt
     mapToInterleaved(static_cast<const S*>(in), static_cast<D*>(out), planeStride, frames, mapLength, frameStride, map);
 }
 
-template <std::size_t... Entry>
-constexpr PairTable<MMAudioConvertCopyWithMapFcn> toPlanarTable(std::index_sequence<Entry...>) {
-    return {{&AudioConvertCopyWithMapToPlanar<SourceOf<Entry>, DestinationOf<Entry>>...}};
-}
-
-template <std::size_t... Entry>
-constexpr PairTable<MMAudioConvertCopyWithMapFcn> toInterleavedTable(std::index_sequence<Entry...>) {
-    return {{&AudioConvertCopyWithMapToInterleaved<SourceOf<Entry>, DestinationOf<Entry>>...}};
-}
-
 } // namespace
 
 const PairTable<MMAudioConvertCopyWithMapFcn> audioConvertCopyWithMapToPlanarKernels =
-    toPlanarTable(std::make_index_sequence<PAIRS>());
+    kernelTable<MMAudioConvertCopyWithMapFcn>(
+        [](auto entry) { return &AudioConvertCopyWithMapToPlanar<SourceOf<entry>, DestinationOf<entry>>; });
 const PairTable<MMAudioConvertCopyWithMapFcn> audioConvertCopyWithMapToInterleavedKernels =
-    toInterleavedTable(std::make_index_sequence<PAIRS>());
+    kernelTable<MMAudioConvertCopyWithMapFcn>(
+        [](auto entry) { return &AudioConvertCopyWithMapToInterleaved<SourceOf<entry>, DestinationOf<entry>>; });
 
 } // namespace audio

@@ -4,7 +4,6 @@
 #include <korva/audio/kernel_tables.h>
 
 #include <type_traits>
-#include <utility>
 
 namespace audio {
 namespace {
@@ -33,13 +32,9 @@ template <typename D> void AudioEmpty(const void* ignored, void* out, int sample
     }
 }
 
-template <std::size_t... Position>
-constexpr std::array<MMAudioEmptyFcn, POSITIONS> emptyTable(std::index_sequence<Position...>) {
-    return {{&AudioEmpty<std::tuple_element_t<Position, PositionElements>>...}};
-}
-
 } // namespace
 
-const std::array<MMAudioEmptyFcn, POSITIONS> audioEmptyKernels = emptyTable(std::make_index_sequence<POSITIONS>());
+const std::array<MMAudioEmptyFcn, POSITIONS> audioEmptyKernels = kernelTable<MMAudioEmptyFcn, POSITIONS>(
+    [](auto position) { return &AudioEmpty<std::tuple_element_t<position, PositionElements>>; });
 
 } // namespace audio

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <tuple>
 #include <type_traits>
+#include <utility>
 
 namespace audio {
 
@@ -33,6 +34,16 @@ using DestinationOf =
     std::conditional_t<Entry == INT24_PAIR, int32_t, std::tuple_element_t<Entry % POSITIONS, PositionElements>>;
 
 template <typename Fcn> using PairTable = std::array<Fcn, PAIRS>;
+
+// A table of Size entries, entry e holding pick(std::integral_constant<std::size_t, e>{}), the family's kernel
+// for that pair or position; built at compile time, so a table is ready before any caller's code runs.
+template <typename Fcn, typename Pick, std::size_t... Entry>
+constexpr std::array<Fcn, sizeof...(Entry)> tableOf(Pick pick, std::index_sequence<Entry...>) {
+    return {{pick(std::integral_constant<std::size_t, Entry>{})...}};
+}
+template <typename Fcn, std::size_t Size = PAIRS, typename Pick> constexpr std::array<Fcn, Size> kernelTable(Pick pick) {
+    return tableOf<Fcn>(pick, std::make_index_sequence<Size>());
+}
 
 extern const PairTable<MMAudioConvertCopyFcn> audioConvertCopyKernels;
 extern const PairTable<MMAudioTransposeCopyFcn> audioTransposeCopyToPlanarKernels;

@@ -178,6 +178,13 @@ template <> struct SampleRule<uint8_t, uint8_t> {
     static uint8_t convert(uint8_t x) { return x; }
 };
 
+// A run of samples through the pair's rule, index for index.
+template <typename S, typename D> inline void convertRun(const S* __restrict in, D* __restrict out, int32_t count) {
+    for (int32_t i = 0; i < count; ++i) {
+        out[i] = SampleRule<S, D>::convert(in[i]);
+    }
+}
+
 } // namespace audio
 
 #endif

@@ -14,7 +14,6 @@
 #include <korva/audio/stereo_runs.h>
 
 #include <algorithm>
-#include <utility>
 
 namespace audio {
 namespace {
@@ -38,12 +37,6 @@ template <typename S, typename D, typename MoveTile> void inTiles(int samples, i
         for (int c = 0; c < channels; ++c) {
             moveTile(first, count, c);
         }
-    }
-}
-
-template <typename S, typename D> inline void convertRun(const S* __restrict in, D* __restrict out, int count) {
-    for (int i = 0; i < count; ++i) {
-        out[i] = SampleRule<S, D>::convert(in[i]);
     }
 }
 
@@ -134,21 +127,11 @@ void AudioTransposeCopyToInterleaved(const void* in, void* out, int samples, int
     }
 }
 
-template <std::size_t... Entry>
-constexpr PairTable<MMAudioTransposeCopyFcn> toPlanarTable(std::index_sequence<Entry...>) {
-    return {{&AudioTransposeCopyToPlanar<SourceOf<Entry>, DestinationOf<Entry>>...}};
-}
-
-template <std::size_t... Entry>
-constexpr PairTable<MMAudioTransposeCopyFcn> toInterleavedTable(std::index_sequence<Entry...>) {
-    return {{&AudioTransposeCopyToInterleaved<SourceOf<Entry>, DestinationOf<Entry>>...}};
-}
-
 } // namespace
 
-const PairTable<MMAudioTransposeCopyFcn> audioTransposeCopyToPlanarKernels =
-    toPlanarTable(std::make_index_sequence<PAIRS>());
-const PairTable<MMAudioTransposeCopyFcn> audioTransposeCopyToInterleavedKernels =
-    toInterleavedTable(std::make_index_sequence<PAIRS>());
+const PairTable<MMAudioTransposeCopyFcn> audioTransposeCopyToPlanarKernels = kernelTable<MMAudioTransposeCopyFcn>(
+    [](auto entry) { return &AudioTransposeCopyToPlanar<SourceOf<entry>, DestinationOf<entry>>; });
+const PairTable<MMAudioTransposeCopyFcn> audioTransposeCopyToInterleavedKernels = kernelTable<MMAudioTransposeCopyFcn>(
+    [](auto entry) { return &AudioTransposeCopyToInterleaved<SourceOf<entry>, DestinationOf<entry>>; });
 
 } // namespace audio
