@@ -3,7 +3,7 @@
 // bytes, and column order against row order, all in one run.
 
 #include "ratio_reporter.h"
-#include "scaler_peer.h"
+#include "picture_bench.h"
 
 #include <korva/korva.h>
 
@@ -12,37 +12,21 @@
 #include <string>
 #include <vector>
 
-
 namespace {
 
-const int WIDTH = 1920;
-const int HEIGHT = 1080;
-const int PIXELS = WIDTH * HEIGHT;
+using namespace korvabench;
 
 const char* const TYPE_NAMES[9] = {"double", "single", "int8", "uint8", "int16", "uint16", "int32", "uint32", "logical"};
-
-std::vector<uint8_t> makeFrame() {
-    std::vector<uint8_t> frame(rgbFrameBytes(WIDTH, HEIGHT));
-    uint32_t x = 12345;
-    for (auto& b : frame) b = static_cast<uint8_t>((x = x * 1664525u + 1013904223u) >> 24);
-    return frame;
-}
 
 void countOutput(benchmark::State& state, std::size_t bytes) {
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(bytes));
 }
 
 void kernel(benchmark::State& state, VideoDataType type, int columnOrder) {
-    const std::vector<uint8_t> frame = makeFrame();
-    const std::size_t planeBytes = std::size_t(PIXELS) * videoDataTypeSize[type];
-    std::vector<uint8_t> planes(3 * planeBytes, 1);
-    const MMVideoInputFcn input = MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, type, false);
-    for (auto _ : state) {
-        input(frame.data(), planes.data(), planes.data() + planeBytes, planes.data() + 2 * planeBytes, WIDTH, HEIGHT,
-              columnOrder);
-        benchmark::ClobberMemory();
-    }
-    countOutput(state, 3 * planeBytes);
+    PlaneBuffer planes(type);
+    runInput(state, MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, type, false), noiseBytes(rgbFrameBytes(WIDTH, HEIGHT)),
+             planes, columnOrder);
+    countOutput(state, planes.bytes.size());
 }
 
 // The copy of as many bytes as the planes of the type take.
@@ -57,13 +41,13 @@ void copy(benchmark::State& state, VideoDataType type) {
 }
 
 void scaler(benchmark::State& state) {
-    const std::vector<uint8_t> frame = makeFrame();
+    const std::vector<uint8_t> frame = noiseBytes(rgbFrameBytes(WIDTH, HEIGHT));
     std::vector<uint8_t> planes(3 * std::size_t(PIXELS), 1);
     const uint8_t* const source[1] = {frame.data()};
     const int sourceStride[1] = {rgbRowBytes(WIDTH)};
     uint8_t* const target[3] = {planes.data(), planes.data() + PIXELS, planes.data() + 2 * PIXELS};
     const int targetStride[3] = {WIDTH, WIDTH, WIDTH};
-    korvabench::runScaler(state, WIDTH, HEIGHT, AV_PIX_FMT_BGR24, source, sourceStride, AV_PIX_FMT_GBRP, target,
+    runScaler(state, WIDTH, HEIGHT, AV_PIX_FMT_BGR24, source, sourceStride, AV_PIX_FMT_GBRP, target,
                           targetStride);
     countOutput(state, planes.size());
 }
@@ -72,9 +56,7 @@ void scaler(benchmark::State& state) {
 
 int main(int argc, char** argv) {
     if (!korvabench::initialize(argc, argv)) return 2;
-    auto configure = [](benchmark::internal::Benchmark* b) {
-        b->Unit(benchmark::kMillisecond)->MinTime(0.3)->Repetitions(5)->DisplayAggregatesOnly(true);
-    };
+    const auto configure = korvabench::pictureSettings;
     configure(benchmark::RegisterBenchmark("scaler bgr24 to gbrp", scaler));
     for (int t = 0; t <= VIDEO_LOGICAL; ++t) {
         const auto type = static_cast<VideoDataType>(t);

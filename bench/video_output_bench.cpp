@@ -3,7 +3,7 @@
 // against row order, all in one run.
 
 #include "ratio_reporter.h"
-#include "scaler_peer.h"
+#include "picture_bench.h"
 
 #include <korva/korva.h>
 
@@ -12,33 +12,25 @@
 #include <string>
 #include <vector>
 
-
 namespace {
 
-const int WIDTH = 1920;
-const int HEIGHT = 1080;
-const int PIXELS = WIDTH * HEIGHT;
+using namespace korvabench;
 
 // Planes of the type holding a random picture, as the input kernel makes them.
-std::vector<uint8_t> makePlanes(VideoDataType type) {
-    std::vector<uint8_t> frame(rgbFrameBytes(WIDTH, HEIGHT));
-    uint32_t x = 12345;
-    for (auto& b : frame) b = static_cast<uint8_t>((x = x * 1664525u + 1013904223u) >> 24);
-    const std::size_t planeBytes = std::size_t(PIXELS) * videoDataTypeSize[type];
-    std::vector<uint8_t> planes(3 * planeBytes);
-    MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, type, false)(frame.data(), planes.data(), planes.data() + planeBytes,
-                                                              planes.data() + 2 * planeBytes, WIDTH, HEIGHT, 0);
+PlaneBuffer makePlanes(VideoDataType type) {
+    const std::vector<uint8_t> frame = noiseBytes(rgbFrameBytes(WIDTH, HEIGHT));
+    PlaneBuffer planes(type);
+    MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, type, false)(frame.data(), planes.plane(0), planes.plane(1),
+                                                              planes.plane(2), WIDTH, HEIGHT, 0);
     return planes;
 }
 
 void kernel(benchmark::State& state, VideoDataType type, int columnOrder) {
-    const std::vector<uint8_t> planes = makePlanes(type);
-    const std::size_t planeBytes = planes.size() / 3;
+    PlaneBuffer planes = makePlanes(type);
     std::vector<uint8_t> frame(rgbFrameBytes(WIDTH, HEIGHT), 1);
     const MMVideoOutputFcn output = MM_GetVideoOutputFcn(FOURCC_RGB, FOURCC_RGB, type);
     for (auto _ : state) {
-        output(planes.data(), planes.data() + planeBytes, planes.data() + 2 * planeBytes, frame.data(), WIDTH, HEIGHT,
-               columnOrder);
+        output(planes.plane(0), planes.plane(1), planes.plane(2), frame.data(), WIDTH, HEIGHT, columnOrder);
         benchmark::ClobberMemory();
     }
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(frame.size()));
@@ -47,13 +39,13 @@ void kernel(benchmark::State& state, VideoDataType type, int columnOrder) {
 // The scaler's planes are green, blue, red; its frame is top-down, which
 // costs nothing either way.
 void scaler(benchmark::State& state) {
-    const std::vector<uint8_t> planes = makePlanes(VIDEO_UINT8);
+    PlaneBuffer planes = makePlanes(VIDEO_UINT8);
     std::vector<uint8_t> frame(rgbFrameBytes(WIDTH, HEIGHT), 1);
-    const uint8_t* const source[3] = {planes.data() + PIXELS, planes.data() + 2 * PIXELS, planes.data()};
+    const uint8_t* const source[3] = {planes.plane(1), planes.plane(2), planes.plane(0)};
     const int sourceStride[3] = {WIDTH, WIDTH, WIDTH};
     uint8_t* const target[1] = {frame.data()};
     const int targetStride[1] = {rgbRowBytes(WIDTH)};
-    korvabench::runScaler(state, WIDTH, HEIGHT, AV_PIX_FMT_GBRP, source, sourceStride, AV_PIX_FMT_BGR24, target,
+    runScaler(state, WIDTH, HEIGHT, AV_PIX_FMT_GBRP, source, sourceStride, AV_PIX_FMT_BGR24, target,
                           targetStride);
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(frame.size()));
 }
@@ -62,9 +54,7 @@ void scaler(benchmark::State& state) {
 
 int main(int argc, char** argv) {
     if (!korvabench::initialize(argc, argv)) return 2;
-    auto configure = [](benchmark::internal::Benchmark* b) {
-        b->Unit(benchmark::kMillisecond)->MinTime(0.3)->Repetitions(5)->DisplayAggregatesOnly(true);
-    };
+    const auto configure = korvabench::pictureSettings;
     configure(benchmark::RegisterBenchmark("scaler gbrp to bgr24", scaler));
     const std::pair<VideoDataType, const char*> types[] = {{VIDEO_UINT8, "uint8"}, {VIDEO_DOUBLE, "double"}};
     for (auto [type, name] : types) {
