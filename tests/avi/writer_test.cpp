@@ -31,17 +31,16 @@ uint64_t find(const std::string& f, uint64_t list, const std::string& name, int 
         if ((id(f, p) == "LIST" ? "LIST:" + id(f, p + 8) : id(f, p)) == name && nth-- == 0) return p;
     throw std::runtime_error("no " + name);
 }
-Bytes strh(const std::string& type, uint32_t scale, uint32_t rate, uint32_t len, uint32_t buf, uint32_t sample) {
-    Bytes out = cat({fourcc(type), fourcc(type == "vids" ? "DIB " : "    "), Bytes(12, 0)});
-    for (uint32_t v : {scale, rate, 0u, len, buf, 0u, sample}) append(out, le32(v));
-    return chunk("strh", cat({out, Bytes(8, 0)}));
+Bytes audioStrh(uint32_t scale, uint32_t rate, uint32_t length, uint32_t buffer, uint32_t sample) {
+    return chunk("strh", strhPayload({"auds", "    ", 0, scale, rate, length, sample, buffer, 0}));
 }
 uint64_t strl(const std::string& f, int nth) { return find(f, 12, "LIST:strl", nth); }
 std::string tmp(const std::string& name) { static const TempDir dir; return dir.path(name); }
 template <class Body> std::string writeAvi(Body body, int error = 0) {
     avi::File f;
     EXPECT_TRUE(f.open(tmp("w.avi").c_str(), "w"));
-    body(f), f.close();
+    body(f);
+    f.close();
     EXPECT_EQ(f.getErrorCode(), error) << f.getErrorMsg();
     return tmp("w.avi");
 }
@@ -58,8 +57,10 @@ TEST(AviWriter, HeaderLengthJunkAndTotals) {
             if (r.video) f.setVideoInfo(4, 2, 25.0);
             if (r.audio) f.setAudioInfo(44100, 16, 2, 7056);
             EXPECT_EQ(f.getHeaderLength(), r.H);
-            for (int i = 0; i < 3; ++i, r.audio ? f.writeAudio(data(audio)) : void())
+            for (int i = 0; i < 3; ++i) {
                 if (r.video && i < 2) f.writeVideoFrame(data(frame));
+                if (r.audio) f.writeAudio(data(audio));
+            }
         });
         EXPECT_EQ(id(img, 0) + id(img, 8) + id(img, 12) + std::to_string(u32(img, 16)) + id(img, 20),
                   "RIFFAVI LIST" + std::to_string(r.H) + "hdrl");
@@ -70,7 +71,7 @@ TEST(AviWriter, HeaderLengthJunkAndTotals) {
         EXPECT_EQ(u32(img, 4), sizeOf(img) - 8);    // one RIFF chunk, ending the file
         EXPECT_EQ(u32(img, 48), r.video ? 2u : 3u); // dwTotalFrames: frames, or audio chunks without video
         if (r.audio) // 44100 Hz over 4-byte samples: the rate keeps its low 32 bits
-            expectAt(img, find(img, strl(img, r.video), "strh"), strh("auds", 97391, 4294943100u, 5292, 7056, 4));
+            expectAt(img, find(img, strl(img, r.video), "strh"), audioStrh(97391, 4294943100u, 5292, 7056, 4));
     }
 }
 
@@ -106,7 +107,7 @@ TEST(AviWriter, ChunksAndIndexesFollowCallOrder) {
         expectAt(img, find(img, vs, "indx"), chunk("indx", superIndexPayload(vid, {{end, 64, 4}})));
         expectAt(img, find(img, as, "indx"), chunk("indx", superIndexPayload(aud, {{end + 64, 64, 8}}))); // 2 x 4
         // The odd chunk size is dwSuggestedBufferSize; dwLength is 4 x 3 bytes / 2.
-        expectAt(img, find(img, as, "strh"), strh("auds", 536870, 4294960000u, 6, 3, 2));
+        expectAt(img, find(img, as, "strh"), audioStrh(536870, 4294960000u, 6, 3, 2));
         EXPECT_EQ(u32(img, find(img, vs, "strf") + 24), audioFirst ? avi::readLE32("MJPG") : 0u);
     }
 }
@@ -114,7 +115,7 @@ TEST(AviWriter, ChunksAndIndexesFollowCallOrder) {
 TEST(AviWriter, ConfigurationErrorsAndOverflow) {
     avi::File f, notWriting;
     ASSERT_TRUE(f.open(tmp("bad.avi").c_str(), "w"));
-    auto code = [](avi::File& x, auto call) { x.clearError(), call(); return x.getErrorCode(); };
+    auto code = [](avi::File& x, auto call) { x.clearError(); call(); return x.getErrorCode(); };
     EXPECT_EQ(code(f, [&] { f.setVideoInfo(4, 2, 25.0, "", 12); }), avi::errors::INVALID_BITS_PER_PIXEL);
     for (auto [n, want] : {std::pair{257, avi::errors::COLORMAP_TOO_LARGE}, {256, avi::errors::NO_ERROR},
                            {3, avi::errors::COLORMAP_NOT_EMPTY}})
@@ -139,7 +140,8 @@ TEST(AviWriter, FirstChunkAloneTurnsOverTheFirstRiffChunk) {
     const uint64_t H = 16ull * 134217700 + 256, R = H + 72; // video alone; "AVIX" behind ix00 (32) and idx1 (8)
     Bytes frame = patternBytes(112, 8);
     const std::string big = writeAvi([&](avi::File& f) {
-        f.setNumSuperIndexEntries(134217700), f.setVideoInfo(2, 2, 25.0, "", 16);
+        f.setNumSuperIndexEntries(134217700);
+        f.setVideoInfo(2, 2, 25.0, "", 16);
         EXPECT_EQ(f.getCurRiffChunkSize(), H + 32); // the first RIFF chunk counts its own head
         EXPECT_TRUE(!f.atRiffBoundary(111) && f.atRiffBoundary(112)); // 111 + (H + 32) + 8 + (32 + 8) is 0x7FFFFFFF
         f.writeVideoFrame(data(frame), 112);
@@ -163,9 +165,14 @@ TEST(AviWriter, WriteFailuresAreReportedWithoutCrashing) {
             if (std::signal(SIGXFSZ, SIG_IGN) == SIG_ERR || (limited && setrlimit(RLIMIT_FSIZE, &limit) != 0) ||
                 !f.open(limited ? path.c_str() : "/dev/full", "w"))
                 _exit(10);
-            f.setNumSuperIndexEntries(16), f.setVideoInfo(64, 64, 25.0), f.setAudioInfo(8000, 8, 1, 800);
+            f.setNumSuperIndexEntries(16);
+            f.setVideoInfo(64, 64, 25.0);
+            f.setAudioInfo(8000, 8, 1, 800);
             Bytes frame = patternBytes(64 * 192, 12), sound = patternBytes(800, 13);
-            for (int i = 0; i < 20; ++i, f.writeAudio(data(sound))) f.writeVideoFrame(data(frame));
+            for (int i = 0; i < 20; ++i) {
+                f.writeVideoFrame(data(frame));
+                f.writeAudio(data(sound));
+            }
             const int fail = avi::errors::FWRITE_FAILED, streaming = f.getErrorCode();
             f.close();
             _exit(limited && streaming != fail ? 12 : f.getErrorCode() != fail);
@@ -181,11 +188,15 @@ TEST(AviWriter, FilesReadBackFrameForFrameAndByteForByte) {
     const std::vector<avi::tagRGBQUAD> map(256, avi::tagRGBQUAD{9, 8, 7, 0});
     Bytes pictures, sound;
     const std::string path = writeAvi([&](avi::File& f) {
-        f.setAudioInfo(11025, 8, 1, 441), f.setVideoInfo(7, 5, 25.0, "", 8), f.setColormap(map); // odd audio chunks
+        f.setAudioInfo(11025, 8, 1, 441); // odd audio chunks
+        f.setVideoInfo(7, 5, 25.0, "", 8);
+        f.setColormap(map);
         for (uint32_t i = 0; i < 6; ++i) {
             Bytes v = patternBytes(40, 100 + i), a = patternBytes(442, 200 + i);
-            f.writeVideoFrame(data(v)), f.writeAudio(data(a));
-            append(pictures, v), sound.insert(sound.end(), a.begin(), a.end() - 1);
+            f.writeVideoFrame(data(v));
+            f.writeAudio(data(a));
+            append(pictures, v);
+            sound.insert(sound.end(), a.begin(), a.end() - 1);
         }
     });
     avi::File f;
