@@ -28,8 +28,7 @@ void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 namespace {
 template <class Queue> struct Probe : Queue {
-    using Queue::Queue;
-    using Queue::framesAvailable, Queue::sharedLock, Queue::sharedUnlock, Queue::slotsFree;
+    using Queue::Queue, Queue::framesAvailable, Queue::sharedLock, Queue::sharedUnlock, Queue::slotsFree;
 };
 
 // Takes every stored permit without blocking and says how many there were.
@@ -56,17 +55,26 @@ TEST(VideoQueue, FrameSizes) {
 }
 
 // Frames go out from the head of the pool; a full pool gives null at once, and a released frame is the next one
-// out. A frame the caller still holds outlives the queue until its own Release.
-TEST(VideoQueue, PoolHandsOutFreeFramesFromItsHead) {
+// out. Flushing releases every frame and leaves both semaphores at 0; the shared lock nests. A frame the caller
+// still holds outlives the queue until its own Release.
+TEST(VideoQueue, PoolHandsOutFramesFromItsHeadAndFlushTakesThemBack) {
     VideoFrame* frames[3];
     {
-        MMVideoQueue queue(3, FOURCC_RGB, FOURCC_RGB, VIDEO_UINT8, 2, 2, false);
+        Probe<MMVideoQueue> queue(3, FOURCC_RGB, FOURCC_GREY, VIDEO_UINT8, 2, 2, false);
         for (auto& frame : frames) ASSERT_TRUE((frame = queue.createVideoFrame()) && frame->refCount == 2);
         EXPECT_EQ(queue.createVideoFrame(), nullptr);
         frames[1]->Release();
         EXPECT_EQ(queue.createVideoFrame(), frames[1]);
-        frames[0]->refCount = 3;
-        for (auto* frame : frames) frame->Release();
+        for (auto* frame : frames) queue.enqueueFrame(frame);
+        queue.framesAvailable.post();
+        queue.sharedLock(), queue.sharedLock();
+        queue.flushQueue();
+        queue.sharedUnlock(), queue.sharedUnlock();
+        EXPECT_EQ(queue.queuedFrames(), 0);
+        for (auto* frame : frames) EXPECT_EQ(frame->refCount, 1);
+        EXPECT_EQ(drain(queue.slotsFree), 0);
+        EXPECT_EQ(drain(queue.framesAvailable), 0);
+        frames[0]->refCount = 2;
     }
     EXPECT_EQ(frames[0]->Release(), 0);
 }
@@ -134,21 +142,6 @@ TEST(FrameQueue, WaitForRoom) {
     for (int i = 0; i < 100; ++i) full.slotsFree.post();
     EXPECT_LT(secondsOf([&] { EXPECT_EQ(full.createVideoFrame(), nullptr); }), 0.5);
     EXPECT_EQ(drain(full.slotsFree), 0);
-}
-
-// Flushing releases every frame and leaves both semaphores at 0; the shared lock nests.
-TEST(FrameQueue, FlushEmptiesTheQueueAndTheSemaphores) {
-    Probe<MMVideoQueue> queue(3, FOURCC_RGB, FOURCC_GREY, VIDEO_UINT8, 2, 2, false);
-    VideoFrame* frames[3];
-    for (auto& frame : frames) queue.enqueueFrame(frame = queue.createVideoFrame());
-    queue.framesAvailable.post();
-    queue.sharedLock(), queue.sharedLock();
-    queue.flushQueue();
-    queue.sharedUnlock(), queue.sharedUnlock();
-    EXPECT_EQ(queue.queuedFrames(), 0);
-    for (auto* frame : frames) EXPECT_EQ(frame->refCount, 1);
-    EXPECT_EQ(drain(queue.slotsFree), 0);
-    EXPECT_EQ(drain(queue.framesAvailable), 0);
 }
 
 // Enqueues stereo int16 frames of `samples` samples counting up from `first`, and `extra` bytes short of a sample.

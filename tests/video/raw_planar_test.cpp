@@ -33,23 +33,20 @@ template <class Body> void forEachPair(Body&& body) {
     std::apply([&](auto... pair) { (body(pair), ...); }, Pairs{});
 }
 
-TEST(RawPlanar, TheSelectorKnowsNinePairs) {
+// Every pair against the walk as told, with and without filler and flip, over
+// none, one and three planes; a width of 0 gives rows of filler alone, and the
+// elements after the last plane stay untouched. No other pair has a kernel.
+TEST(RawPlanar, EveryPairMatchesThePlainWalk) {
     int known = 0;
     for (int in = -1; in <= 9; ++in)
         for (int out = -1; out <= 9; ++out)
             known += MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(VideoDataType(in), VideoDataType(out)) != nullptr;
     EXPECT_EQ(known, 9);
-    forEachPair([](auto p) { EXPECT_NE(MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(p.in, p.out), nullptr); });
-}
-
-// Every pair against the walk as told, with and without filler and flip, over
-// none, one and three planes; a width of 0 gives rows of filler alone, and the
-// elements after the last plane stay untouched.
-TEST(RawPlanar, EveryPairMatchesThePlainWalk) {
     forEachPair([](auto pair) {
         constexpr int In = decltype(pair)::in, Out = decltype(pair)::out;
         const auto convert = MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(pair.in, pair.out);
-        for (auto [w, h] : sizesWithEmpty())
+        ASSERT_TRUE(convert) << In << " to " << Out;
+        for (auto [w, h] : sizesWith())
             for (int planes : {0, 1, 3})
                 for (int pad : {0, 1, 3})
                     for (bool bottomUp : {false, true}) {

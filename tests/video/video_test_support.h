@@ -53,14 +53,12 @@ template <int N> std::vector<Elem<N>> randomElements(std::size_t n, uint32_t see
     return v;
 }
 
-// Odd and even sizes, below and above the kernels' bands and blocks.
-const std::pair<int, int> SIZES[] = {{1, 1}, {1, 2}, {2, 1}, {3, 2}, {4, 3}, {5, 7}, {16, 9}, {33, 70}, {67, 130}};
-
-// SIZES and two empty pictures, which must write nothing.
-inline std::vector<std::pair<int, int>> sizesWithEmpty() {
-    std::vector<std::pair<int, int>> sizes(std::begin(SIZES), std::end(SIZES));
-    sizes.insert(sizes.end(), {{0, 3}, {3, 0}});
-    return sizes;
+// Odd and even sizes below and above the kernels' bands and blocks, two empty pictures (which must write nothing),
+// then the caller's own.
+inline std::vector<std::pair<int, int>> sizesWith(std::vector<std::pair<int, int>> extra = {}) {
+    extra.insert(extra.begin(), {{1, 1}, {1, 2}, {2, 1}, {3, 2}, {4, 3}, {5, 7}, {16, 9}, {33, 70}, {67, 130}, {0, 3},
+                                 {3, 0}});
+    return extra;
 }
 
 inline std::string sizeName(int n, int w, int h, int flag) {

@@ -1,7 +1,7 @@
 #ifndef KORVA_TESTS_VIDEO_YCBCR_REFERENCE_H
 #define KORVA_TESTS_VIDEO_YCBCR_REFERENCE_H
 
-// The YCbCr colour maps and the nine families' walks, written plainly from
+// The YCbCr colour maps and the packed families' walks, written plainly from
 // their rules, on eight-bit values: a plane is a vector of ints, -1 where a
 // walk wrote nothing. The tests raise or reduce them to each element type.
 
@@ -111,6 +111,22 @@ inline void ycbcrToRGB(const Plane* p, uint8_t* f, long w, long h, int flag) {
             q[5] = uint8_t(b.r);
         }
     }
+}
+
+// Frame row r from the top of memory is picture line h - 1 - r, blue first; the filler is left alone.
+inline void rgbToRGB(const Plane* p, uint8_t* f, long w, long h, int flag) {
+    for (long r = 0; r < h; ++r)
+        for (long x = 0, y = h - 1 - r; x < w; ++x) {
+            const long k = flag == 0 ? y * w + x : x * h + y;
+            uint8_t* q = f + r * ((3 * w + 3) / 4 * 4) + 3 * x;
+            q[0] = uint8_t(p[2][k]), q[1] = uint8_t(p[1][k]), q[2] = uint8_t(p[0][k]);
+        }
+}
+
+// Plane 0 serves as all three colours.
+inline void intensityToRGB(const Plane* p, uint8_t* f, long w, long h, int flag) {
+    const Plane grey[3] = {p[0], p[0], p[0]};
+    rgbToRGB(grey, f, w, h, flag);
 }
 
 inline void rgbToYUY2(const Plane* p, uint8_t* f, long w, long h, int flag) {
