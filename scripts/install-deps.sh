@@ -4,8 +4,13 @@
 set -euo pipefail
 
 # libswscale-dev and libswresample-dev are linked only into the benchmarks, as
-# peers; libpng-dev serves the tools.
-packages=(cmake make g++ libboost-dev libgtest-dev libbenchmark-dev ffmpeg libswscale-dev libswresample-dev libpng-dev pkg-config)
+# peers; libpng-dev serves the tools. clang builds the library a second time
+# and the fuzz targets, with its sanitizer and fuzzer runtimes. The Python
+# module builds against Debian's own python3 and numpy; pytest runs its tests,
+# and OpenCV and PyAV are the readers its tests and benchmark compare against.
+packages=(cmake make g++ libboost-dev libgtest-dev libbenchmark-dev ffmpeg libswscale-dev libswresample-dev libpng-dev
+  pkg-config clang libclang-rt-14-dev
+  python3 python3-dev pybind11-dev python3-numpy python3-pytest python3-opencv python3-av)
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
