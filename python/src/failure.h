@@ -1,0 +1,31 @@
+#ifndef KORVA_PYTHON_FAILURE_H
+#define KORVA_PYTHON_FAILURE_H
+
+#include <string>
+
+#include <pybind11/pybind11.h>
+
+#include <korva/avi/file.h>
+
+namespace korva::python {
+
+// A refusal of the library, carried out of the C++ code with the file it
+// concerns; Python sees it as korva.AviError with the same code and text.
+struct AviFailure {
+    int code;
+    std::string message;
+    std::string path;
+};
+
+// Throws the file's standing error, if any.
+void throwIfFailed(const avi::File& file, const std::string& path);
+
+// A refusal in the library's own words, for a code it has a text for.
+[[noreturn]] void fail(avi::errors::error_T code, const std::string& path);
+
+// Makes AviFailure raise korva.AviError.
+void registerFailureTranslator();
+
+} // namespace korva::python
+
+#endif
