@@ -51,7 +51,7 @@ FrameReader::FrameReader(const std::string& path) : path_(path) {
                                                 uint64_t(rgbFrameBytes(width_, height_))});
     file_.clearError();
     packed_.assign(packed, 0);
-    strip_.assign(3 * size_t(stripLines(width_, 8)) * width_ * 8, 0);
+    strip_.assign(stripBufferBytes(width_), 0);
 }
 
 double FrameReader::fps() const { return file_.hasVideo() ? file_.getVideoFrameRate() : 0.0; }

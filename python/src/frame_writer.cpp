@@ -52,7 +52,7 @@ FrameWriter::FrameWriter(const std::string& path, int32_t width, int32_t height,
         file_.setAudioInfo(audioRate, unsigned(audioBits), unsigned(audioChannels), unsigned(chunkBytes_));
     });
     packed_.assign(size_t(rgbFrameBytes(width, height)), 0);
-    strip_.assign(3 * size_t(stripLines(width, 8)) * width * 8, 0);
+    strip_.assign(stripBufferBytes(width), 0);
 }
 
 void FrameWriter::requireOpen() const {

@@ -36,6 +36,10 @@ inline int32_t stripLines(int32_t width, int32_t elementBytes) {
     return int32_t(std::max<int64_t>(1, STRIP_BYTES / std::max<int64_t>(line, 1)));
 }
 
+// Bytes of a strip buffer that serves every element type: a strip is at most
+// STRIP_BYTES, or one line when a line is longer.
+inline size_t stripBufferBytes(int32_t width) { return size_t(STRIP_BYTES) + 3 * size_t(width) * 8; }
+
 // count pixels of three planes into red, green, blue triples; element bits
 // only, so one loop serves every type of the same width.
 template <class Bits>
@@ -64,7 +68,7 @@ void interleavePlanes(const uint8_t* planes, uint8_t* pixels, int64_t count, int
 void deinterleavePlanes(const uint8_t* pixels, uint8_t* planes, int64_t count, int32_t elementBytes);
 
 // A packed bottom-up frame into a (height, width, 3) array of the kernel's
-// type; strip must hold 3 x stripLines(width, elementBytes) x width elements.
+// type; strip must hold stripBufferBytes(width) bytes.
 void packedToPicture(MMVideoInputFcn kernel, const uint8_t* packed, uint8_t* picture, uint8_t* strip,
                      int32_t width, int32_t height, int32_t elementBytes, bool columnOrder);
 
