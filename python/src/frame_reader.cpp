@@ -5,6 +5,7 @@
 
 #include <sys/stat.h>
 
+#include "array_pool.h"
 #include "audio_samples.h"
 #include "failure.h"
 #include "picture_layout.h"
@@ -88,14 +89,15 @@ py::array FrameReader::newPictures(const std::vector<py::ssize_t>& leading, Vide
     for (size_t i = 0; i < leading.size(); ++i) strides.push_back(frame);
     if (columnOrder) strides.insert(strides.end(), {e, h * e, h * w * e});
     else strides.insert(strides.end(), {3 * w * e, 3 * e, e});
-    return py::array(dtype, shape, strides);
+    size_t bytes = size_t(frame);
+    for (py::ssize_t count : leading) bytes *= size_t(count);
+    return pooledArray(dtype, shape, strides, bytes);
 }
 
 void FrameReader::fill(int64_t index, VideoDataType type, bool columnOrder, uint8_t* picture) {
     file_.readRGB24VideoFrame(reinterpret_cast<char*>(packed_.data()), long(index));
     throwIfFailed(file_, path_);
-    packedToPicture(pictureKernels().input[type], packed_.data(), picture, strip_.data(), width_, height_,
-                    videoDataTypeSize[type], columnOrder);
+    packedToPicture(type, packed_.data(), picture, strip_.data(), width_, height_, columnOrder);
 }
 
 py::array FrameReader::frame(int64_t index, VideoDataType type, bool columnOrder) {

@@ -7,6 +7,7 @@ const PictureKernels& pictureKernels() {
         PictureKernels made{};
         for (int type = VIDEO_DOUBLE; type <= VIDEO_LOGICAL; ++type) {
             made.input[type] = MM_GetRGBToRGBChannelsInputFcn(VideoDataType(type));
+            made.inputIndexwise[type] = MM_GetRGBToRGBChannelsInputFcn_mmr(VideoDataType(type));
             made.output[type] = MM_GetRGBToRGBChannelsOutputFcn(VideoDataType(type));
         }
         return made;
@@ -76,21 +77,32 @@ static int64_t packedStripOffset(int32_t first, int32_t lines, int32_t width, in
     return int64_t(height - first - lines) * rgbRowBytes(width);
 }
 
-void packedToPicture(MMVideoInputFcn kernel, const uint8_t* packed, uint8_t* picture, uint8_t* strip,
-                     int32_t width, int32_t height, int32_t elementBytes, bool columnOrder) {
-    const int64_t plane = int64_t(width) * height * elementBytes;
+void packedToPicture(VideoDataType type, const uint8_t* packed, uint8_t* picture, uint8_t* strip, int32_t width,
+                     int32_t height, bool columnOrder) {
+    const PictureKernels& kernels = pictureKernels();
+    const int64_t elementBytes = videoDataTypeSize[type];
     if (columnOrder) {
-        kernel(packed, picture, picture + plane, picture + 2 * plane, width, height, 1);
+        const int64_t plane = int64_t(width) * height * elementBytes;
+        kernels.input[type](packed, picture, picture + plane, picture + 2 * plane, width, height, 1);
         return;
     }
-    const int32_t step = stripLines(width, elementBytes);
+    // Byte planes, then their red, green, blue bytes, one strip after another.
+    const int32_t step = stripLines(width, 2);
     for (int32_t first = 0; first < height; first += step) {
         const int32_t lines = std::min(step, height - first);
         const int64_t count = int64_t(lines) * width;
         uint8_t* planes = strip;
-        kernel(packed + packedStripOffset(first, lines, width, height), planes, planes + count * elementBytes,
-               planes + 2 * count * elementBytes, width, lines, 0);
-        interleavePlanes(planes, picture + 3 * int64_t(first) * width * elementBytes, count, elementBytes);
+        uint8_t* bytes = strip + 3 * count;
+        uint8_t* pixels = picture + 3 * first * int64_t(width) * elementBytes;
+        kernels.input[VIDEO_UINT8](packed + packedStripOffset(first, lines, width, height), planes, planes + count,
+                                   planes + 2 * count, width, lines, 0);
+        if (type == VIDEO_UINT8) {
+            interleavePlanes(planes, pixels, count, 1);
+            continue;
+        }
+        interleavePlanes(planes, bytes, count, 1);
+        kernels.inputIndexwise[type](bytes, pixels, pixels + count * elementBytes, pixels + 2 * count * elementBytes,
+                                     width, lines, 1);
     }
 }
 

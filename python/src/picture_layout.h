@@ -5,10 +5,13 @@
 //
 // An F-contiguous (height, width, 3) array is three column-ordered planes one
 // after the other, which the kernels fill or read directly. A C-contiguous one
-// holds red, green, blue side by side a pixel; the kernels work on row-ordered
-// planes of a strip of lines at a time, small enough to stay in cache, and the
-// strip is interleaved into (or taken out of) the array. Only element bits move
-// here: every value is the kernel's.
+// holds red, green, blue side by side a pixel. Reading, the 8-bit kernel
+// splits a strip of lines (small enough to stay in cache) into byte planes,
+// which are interleaved into red, green, blue bytes; the three-plane kernel
+// then raises those bytes to the element type index for index, straight into
+// the array, given the strip's bytes as three planes of a third each. Writing,
+// a strip of the array is taken apart into row-ordered planes for the output
+// kernel. Only bytes and element bits move here: every value is a kernel's.
 
 #include <algorithm>
 #include <cstdint>
@@ -24,12 +27,14 @@ namespace korva::python {
 // reads them.
 struct PictureKernels {
     MMVideoInputFcn input[9];
+    // The three-plane forms, used with their index-for-index flag.
+    MMVideoInputFcn inputIndexwise[9];
     MMVideoOutputFcn output[9];
 };
 const PictureKernels& pictureKernels();
 
 // Bytes of cache the planes of one strip take.
-constexpr int64_t STRIP_BYTES = 192 * 1024;
+constexpr int64_t STRIP_BYTES = 48 * 1024;
 
 inline int32_t stripLines(int32_t width, int32_t elementBytes) {
     const int64_t line = 3 * int64_t(width) * elementBytes;
@@ -67,10 +72,10 @@ void deinterleaveThree(const Bits* __restrict pixels, Bits* __restrict red, Bits
 void interleavePlanes(const uint8_t* planes, uint8_t* pixels, int64_t count, int32_t elementBytes);
 void deinterleavePlanes(const uint8_t* pixels, uint8_t* planes, int64_t count, int32_t elementBytes);
 
-// A packed bottom-up frame into a (height, width, 3) array of the kernel's
-// type; strip must hold stripBufferBytes(width) bytes.
-void packedToPicture(MMVideoInputFcn kernel, const uint8_t* packed, uint8_t* picture, uint8_t* strip,
-                     int32_t width, int32_t height, int32_t elementBytes, bool columnOrder);
+// A packed bottom-up frame into a (height, width, 3) array of type; strip
+// must hold stripBufferBytes(width) bytes.
+void packedToPicture(VideoDataType type, const uint8_t* packed, uint8_t* picture, uint8_t* strip, int32_t width,
+                     int32_t height, bool columnOrder);
 
 // The other way: a (height, width, 3) array into a packed bottom-up frame.
 void pictureToPacked(MMVideoOutputFcn kernel, const uint8_t* picture, uint8_t* packed, uint8_t* strip,
