@@ -49,7 +49,7 @@ py::array samplesFromFile(const uint8_t* stored, int64_t samples, const AudioLay
                                 : layout.stored == AUDIO_INT16 ? "int16"
                                                                : "int32"),
                       shape);
-        std::memcpy(out.mutable_data(), stored, size_t(samples * layout.frameBytes()));
+        if (samples > 0) std::memcpy(out.mutable_data(), stored, size_t(samples * layout.frameBytes()));
         return out;
     }
     const AudioDataType target = sampleType < 0 ? AUDIO_INT32 : AudioDataType(sampleType);
