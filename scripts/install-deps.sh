@@ -7,10 +7,11 @@ set -euo pipefail
 # peers; libpng-dev serves the tools. clang builds the library a second time
 # and the fuzz targets, with its sanitizer and fuzzer runtimes. The Python
 # module builds against Debian's own python3 and numpy; pytest runs its tests,
-# and OpenCV and PyAV are the readers its tests and benchmark compare against.
+# OpenCV and PyAV are the readers its tests and benchmark compare against, and
+# Dask with its distributed scheduler runs korva.dask.
 packages=(cmake make g++ libboost-dev libgtest-dev libbenchmark-dev ffmpeg libswscale-dev libswresample-dev libpng-dev
   pkg-config clang libclang-rt-14-dev
-  python3 python3-dev pybind11-dev python3-numpy python3-pytest python3-opencv python3-av)
+  python3 python3-dev pybind11-dev python3-numpy python3-pytest python3-opencv python3-av python3-dask python3-distributed)
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

@@ -2,16 +2,19 @@
 
 
 class AviError(Exception):
-    """The library refused: .code is its error code, .message its text, .path the file."""
+    """The library refused: .code is its error code, .message its text, .path the
+    file and .frame the frame being read (None when the refusal is not a frame's)."""
 
-    def __init__(self, code, message, path):
-        super().__init__(code, message, path)
+    def __init__(self, code, message, path, frame=None):
+        super().__init__(code, message, path, frame)
         self.code = code
         self.message = message
         self.path = path
+        self.frame = frame
 
     def __str__(self):
-        return f"{self.message} [code {self.code}: {self.path}]"
+        where = self.path if self.frame is None else f"{self.path}, frame {self.frame}"
+        return f"{self.message} [code {self.code}: {where}]"
 
 
 class AviWarning(UserWarning):

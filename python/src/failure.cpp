@@ -22,7 +22,9 @@ void registerFailureTranslator() {
         } catch (const AviFailure& failure) {
             // The exception class is plain Python, defined by the package.
             py::object error = py::module_::import("korva._errors").attr("AviError");
-            py::object instance = error(failure.code, failure.message, failure.path);
+            py::object frame = py::none();
+            if (failure.frame >= 0) frame = py::int_(failure.frame);
+            py::object instance = error(failure.code, failure.message, failure.path, frame);
             PyErr_SetObject(error.ptr(), instance.ptr());
         }
     });

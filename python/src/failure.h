@@ -1,6 +1,7 @@
 #ifndef KORVA_PYTHON_FAILURE_H
 #define KORVA_PYTHON_FAILURE_H
 
+#include <cstdint>
 #include <string>
 
 #include <pybind11/pybind11.h>
@@ -15,6 +16,8 @@ struct AviFailure {
     int code;
     std::string message;
     std::string path;
+    // The frame being read, or -1 when the failure is not a frame's.
+    int64_t frame = -1;
 };
 
 // Throws the file's standing error, if any.

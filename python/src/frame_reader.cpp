@@ -96,7 +96,9 @@ py::array FrameReader::newPictures(const std::vector<py::ssize_t>& leading, Vide
 
 void FrameReader::fill(int64_t index, VideoDataType type, bool columnOrder, uint8_t* picture) {
     file_.readRGB24VideoFrame(reinterpret_cast<char*>(packed_.data()), long(index));
-    throwIfFailed(file_, path_);
+    if (file_.getErrorCode() != avi::errors::NO_ERROR) {
+        throw AviFailure{file_.getErrorCode(), file_.getErrorMsg(), path_, index};
+    }
     packedToPicture(type, packed_.data(), picture, strip_.data(), width_, height_, columnOrder);
 }
 

@@ -28,12 +28,21 @@ def test_files_that_cannot_be_read_are_refused_with_the_library_code(tmp_path, k
 
     # Cut in the middle of the frames: the index is gone with the tail.
     cut = tmp_path / "cut.avi"
-    cut.write_bytes(korva_file.read_bytes()[:len(korva_file.read_bytes()) * 2 // 3])
-    with warnings.catch_warnings():
-        warnings.simplefilter("ignore", korva.AviWarning)
-        with pytest.raises(korva.AviError):
-            with korva.VideoReader(cut) as video:
-                video[len(video) - 1]
+    whole = korva_file.read_bytes()
+    cut.write_bytes(whole[:len(whole) * 2 // 3])
+    assert_refused(lambda: korva.VideoReader(cut), 5)
+
+
+def test_a_frame_cut_short_is_refused_with_its_number():
+    with pytest.warns(korva.AviWarning, match="video chunks are missing"):
+        video = korva.VideoReader(CORPUS / "damaged-cut-in-frame.avi")
+    with video:
+        last = len(video) - 1
+        refusal = assert_refused(lambda: video[last], 5)
+        assert refusal.frame == last and f"frame {last}" in str(refusal)
+        with pytest.raises(korva.AviError) as stacked:
+            video[:]
+        assert stacked.value.frame == last
 
 
 def test_compressed_video_and_missing_audio_are_refused_on_reading():
