@@ -1,0 +1,106 @@
+#!/usr/bin/python3
+"""The mean frame of several full HD recordings: korva.dask on a cluster of one
+and of two worker processes, against a plain loop over korva.VideoReader.
+
+Run on demand after a build:
+
+    PYTHONPATH=build/python /usr/bin/python3 bench/python_dask_bench.py [--files 4] [--frames 40] [--rounds 3]
+
+It writes the files (noise, 1920x1080 uint8), reads them once into the page
+cache, then times each way in turn over several rounds and prints frames per
+second (best round) and the ratios.
+"""
+
+import argparse
+import os
+import tempfile
+import time
+
+import distributed
+import numpy
+
+import korva
+import korva.dask
+
+WIDTH, HEIGHT = 1920, 1080
+
+
+def write_files(folder, files, frames):
+    generator = numpy.random.default_rng(3)
+    base = generator.integers(0, 256, size=(HEIGHT, WIDTH, 3), dtype=numpy.uint8)
+    paths = []
+    for index in range(files):
+        path = os.path.join(folder, f"recording-{index}.avi")
+        with korva.VideoWriter(path, WIDTH, HEIGHT, 25) as writer:
+            for frame in range(frames):
+                writer.write(numpy.roll(base, 7 * (index * frames + frame), axis=1))
+        with open(path, "rb") as stream:  # into the page cache
+            while stream.read(1 << 24):
+                pass
+        paths.append(path)
+    return paths
+
+
+def plain_loop(paths):
+    total, count = numpy.zeros((HEIGHT, WIDTH, 3)), 0
+    for path in paths:
+        with korva.VideoReader(path) as video:
+            for frame in video:
+                total += frame
+                count += 1
+    return total / count
+
+
+def on_cluster(client, paths):
+    # The sum over the frames, divided once: Dask's own mean carries a count
+    # array of a frame's size beside every partial sum, which doubles the
+    # work of the reduction.
+    video = korva.dask.read_video(paths)
+    return client.compute(video.sum(axis=0, dtype=numpy.float64) / len(video)).result()
+
+
+def timed(call, frames):
+    start = time.perf_counter()
+    result = call()
+    return frames / (time.perf_counter() - start), result
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--files", type=int, default=4)
+    parser.add_argument("--frames", type=int, default=40, help="frames of each file")
+    parser.add_argument("--rounds", type=int, default=3)
+    args = parser.parse_args()
+    frames = args.files * args.frames
+
+    with tempfile.TemporaryDirectory() as folder:
+        paths = write_files(folder, args.files, args.frames)
+        clusters = {workers: distributed.LocalCluster(n_workers=workers, threads_per_worker=1, processes=True,
+                                                      dashboard_address=None)
+                    for workers in (1, 2)}
+        clients = {workers: distributed.Client(cluster) for workers, cluster in clusters.items()}
+        try:
+            best = {"loop": 0.0, 1: 0.0, 2: 0.0}
+            reference = None
+            for _ in range(args.rounds):
+                rate, reference = timed(lambda: plain_loop(paths), frames)
+                best["loop"] = max(best["loop"], rate)
+                for workers, client in clients.items():
+                    rate, mean = timed(lambda: on_cluster(client, paths), frames)
+                    numpy.testing.assert_allclose(mean, reference, rtol=1e-9)
+                    best[workers] = max(best[workers], rate)
+        finally:
+            for client in clients.values():
+                client.close()
+            for cluster in clusters.values():
+                cluster.close()
+
+    print(f"mean frame over {args.files} files of {args.frames} frames, {WIDTH}x{HEIGHT} uint8, "
+          f"frames/s (best of {args.rounds}):")
+    print(f"  plain loop over VideoReader  {best['loop']:8.1f}")
+    print(f"  korva.dask, 1 worker         {best[1]:8.1f}   / plain loop: {best[1] / best['loop']:.2f}")
+    print(f"  korva.dask, 2 workers        {best[2]:8.1f}   / 1 worker:   {best[2] / best[1]:.2f}")
+
+
+if __name__ == "__main__":
+    main()
