@@ -41,7 +41,35 @@ def info(path):
         reader.close()
 
 
-class VideoReader:
+class _OpenFile:
+    """What readers and writers share: the compiled object while open, None
+    once closed, and the context manager that closes it."""
+
+    _handle = None
+
+    def _open_handle(self):
+        if self._handle is None:
+            raise ValueError(f"I/O operation on a closed {type(self).__name__}")
+        return self._handle
+
+    def close(self):
+        if self._handle is not None:
+            handle, self._handle = self._handle, None
+            handle.close()
+
+    @property
+    def closed(self):
+        return self._handle is None
+
+    def __enter__(self):
+        self._open_handle()
+        return self
+
+    def __exit__(self, *exc):
+        self.close()
+
+
+class VideoReader(_OpenFile):
     """The frames of an AVI file as (height, width, 3) numpy arrays.
 
     dtype is one of uint8, int8, uint16, int16, uint32, int32, float32, float64
@@ -58,27 +86,22 @@ class VideoReader:
         self._dtype, self._type = video_type(dtype)
         self._column_order = _order(order)
         self._order = order
-        self._reader = _korva.FrameReader(_path(path))
+        self._handle = _korva.FrameReader(_path(path))
         self.path = _path(path)
-        if self._reader.warning:
-            warnings.warn(AviWarning(f"{self.path}: {self._reader.warning}"), stacklevel=2)
-
-    def _open_reader(self):
-        if self._reader is None:
-            raise ValueError("I/O operation on a closed VideoReader")
-        return self._reader
+        if self._handle.warning:
+            warnings.warn(AviWarning(f"{self.path}: {self._handle.warning}"), stacklevel=2)
 
     @property
     def width(self):
-        return self._open_reader().width
+        return self._open_handle().width
 
     @property
     def height(self):
-        return self._open_reader().height
+        return self._open_handle().height
 
     @property
     def fps(self):
-        return self._open_reader().fps
+        return self._open_handle().fps
 
     @property
     def dtype(self):
@@ -90,14 +113,14 @@ class VideoReader:
 
     @property
     def shape(self):
-        reader = self._open_reader()
+        reader = self._open_handle()
         return (reader.frame_count, reader.height, reader.width, 3)
 
     def __len__(self):
-        return self._open_reader().frame_count
+        return self._open_handle().frame_count
 
     def __getitem__(self, key):
-        reader = self._open_reader()
+        reader = self._open_handle()
         count = reader.frame_count
         if isinstance(key, slice):
             return reader.frames(range(*key.indices(count)), self._type, self._column_order)
@@ -109,9 +132,9 @@ class VideoReader:
         return reader.frame(index, self._type, self._column_order)
 
     def __iter__(self):
-        reader = self._open_reader()
+        reader = self._open_handle()
         for index in range(reader.frame_count):
-            yield self._open_reader().frame(index, self._type, self._column_order)
+            yield self._open_handle().frame(index, self._type, self._column_order)
 
     def read_audio(self, dtype=None):
         """The whole audio stream as a (samples, channels) array.
@@ -120,32 +143,16 @@ class VideoReader:
         24-bit values, int32); float32 or float64 scales them to [-1, 1).
         """
         sample_type = -1 if dtype is None else audio_float_type(dtype)
-        return self._open_reader().audio(sample_type)
-
-    def close(self):
-        if self._reader is not None:
-            self._reader.close()
-            self._reader = None
-
-    @property
-    def closed(self):
-        return self._reader is None
-
-    def __enter__(self):
-        self._open_reader()
-        return self
-
-    def __exit__(self, *exc):
-        self.close()
+        return self._open_handle().audio(sample_type)
 
     def __repr__(self):
-        if self._reader is None:
+        if self._handle is None:
             return f"<korva.VideoReader {self.path!r} closed>"
         return (f"<korva.VideoReader {self.path!r} {len(self)} frames of {self.width}x{self.height} "
                 f"at {self.fps:g} fps, {self._dtype}, order {self._order!r}>")
 
 
-class VideoWriter:
+class VideoWriter(_OpenFile):
     """Writes an uncompressed 24-bit AVI file, with an optional PCM audio stream.
 
     write(frame) takes one (height, width, 3) red, green, blue array of any
@@ -174,17 +181,12 @@ class VideoWriter:
                 raise ValueError(f"audio_channels must be 1 to 65535, not {audio_channels!r}")
         self.path = _path(path)
         self.width, self.height, self.fps, self.audio_rate = width, height, fps, audio_rate
-        self._writer = _korva.FrameWriter(self.path, width, height, fps, audio_rate or 0.0,
+        self._handle = _korva.FrameWriter(self.path, width, height, fps, audio_rate or 0.0,
                                           self._audio_channels, self._audio_bits)
-
-    def _open_writer(self):
-        if self._writer is None:
-            raise ValueError("I/O operation on a closed VideoWriter")
-        return self._writer
 
     def write(self, frame):
         """Appends one (height, width, 3) red, green, blue frame, top row first."""
-        writer = self._open_writer()
+        writer = self._open_handle()
         frame = numpy.asarray(frame)
         _, element_type = video_type(frame.dtype)
         if frame.shape != (self.height, self.width, 3):
@@ -196,7 +198,7 @@ class VideoWriter:
 
     def write_audio(self, samples):
         """Appends (n, channels) samples (or n for mono), of any length."""
-        writer = self._open_writer()
+        writer = self._open_handle()
         if self.audio_rate is None:
             raise ValueError("this VideoWriter has no audio stream: give audio_rate when making it")
         samples = numpy.asarray(samples)
@@ -221,25 +223,8 @@ class VideoWriter:
 
     @property
     def frames_written(self):
-        return self._open_writer().frames_written
-
-    def close(self):
-        """Writes what is gathered, the indexes and the header; the file is then complete."""
-        if self._writer is not None:
-            writer, self._writer = self._writer, None
-            writer.close()
-
-    @property
-    def closed(self):
-        return self._writer is None
-
-    def __enter__(self):
-        self._open_writer()
-        return self
-
-    def __exit__(self, *exc):
-        self.close()
+        return self._open_handle().frames_written
 
     def __repr__(self):
-        state = "closed" if self._writer is None else "open"
+        state = "closed" if self._handle is None else "open"
         return f"<korva.VideoWriter {self.path!r} {self.width}x{self.height} at {self.fps:g} fps, {state}>"
