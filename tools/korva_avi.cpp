@@ -10,6 +10,7 @@
 #include <korva/korva.h>
 
 #include "frame_png.h"
+#include "repair/repair.h"
 #include "testpattern.h"
 
 namespace {
@@ -27,8 +28,19 @@ const char* const USAGE =
     "      --duration S        length in seconds (default 4)\n"
     "      --audio-rate N      audio samples per second, 0 for no audio (default 44100)\n"
     "      --channels N        audio channels (default 2)\n"
-    "      --tone HZ           tone frequency (default 440)\n"
-    "  --help                  show this text\n";
+    "      --tone HZ           tone frequency (default 440)\n";
+
+void printUsage(std::FILE* to) {
+    std::fputs(USAGE, to);
+    std::fputs(korva::repair::REPAIR_USAGE, to);
+    std::fputs("  --help                  show this text\n", to);
+}
+
+// A line that says why a file reads wrong or not at all, when a repair would help.
+void printRepairHint(const char* path, long long frames) {
+    const std::string hint = korva::repair::repairHint(path, frames);
+    if (!hint.empty()) std::printf("hint:           %s\n", hint.c_str());
+}
 
 void printRow(const char* label, const std::string& value) { std::printf("  %-13s %s\n", label, value.c_str()); }
 
@@ -39,6 +51,7 @@ int info(const char* path) {
     if (!file.open(path, "rb")) {
         std::fprintf(stderr, "korva-avi: cannot read '%s': %s (error %d)\n", path, file.getErrorMsg(),
                      int(file.getErrorCode()));
+        printRepairHint(path, 0);
         return 1;
     }
     std::printf("%s\n", path);
@@ -67,6 +80,7 @@ int info(const char* path) {
     if (file.getErrorCode() != avi::errors::NO_ERROR) {
         std::printf("warning:        %s (error %d)\n", file.getErrorMsg(), int(file.getErrorCode()));
     }
+    printRepairHint(path, file.hasVideo() ? file.getVideoTotalFrames() : -1);
     return 0;
 }
 
@@ -120,13 +134,15 @@ int testpattern(int argc, char** argv) {
         else if (arg == "--channels") ok = parseWhole(arg, value, 1, 16, p.channels);
         else if (arg == "--tone") ok = parseNumber(arg, value, 0, 100000, p.toneHz);
         else {
-            std::fprintf(stderr, "korva-avi: unknown option '%s'\n\n%s", arg.c_str(), USAGE);
+            std::fprintf(stderr, "korva-avi: unknown option '%s'\n\n", arg.c_str());
+            printUsage(stderr);
             return 2;
         }
         if (!ok) return 2;
     }
     if (out == nullptr) {
-        std::fprintf(stderr, "korva-avi: testpattern needs an output file\n\n%s", USAGE);
+        std::fprintf(stderr, "korva-avi: testpattern needs an output file\n\n");
+        printUsage(stderr);
         return 2;
     }
     if (p.audioRate != 0 && p.audioRate / p.frameRate < 1) {
@@ -145,7 +161,8 @@ int testpattern(int argc, char** argv) {
 // `frame FILE N OUT.png`
 int frame(int argc, char** argv) {
     if (argc != 3) {
-        std::fprintf(stderr, "korva-avi: frame takes a FILE, a frame number N and an OUT.png\n\n%s", USAGE);
+        std::fprintf(stderr, "korva-avi: frame takes a FILE, a frame number N and an OUT.png\n\n");
+        printUsage(stderr);
         return 2;
     }
     char* end = nullptr;
@@ -168,23 +185,26 @@ int frame(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     if (argc < 2) {
-        std::fputs(USAGE, stderr);
+        printUsage(stderr);
         return 2;
     }
     const std::string command = argv[1];
     if (command == "--help" || command == "-h" || command == "help") {
-        std::fputs(USAGE, stdout);
+        printUsage(stdout);
         return 0;
     }
     if (command == "info") {
         if (argc != 3) {
-            std::fprintf(stderr, "korva-avi: info takes exactly one FILE\n\n%s", USAGE);
+            std::fprintf(stderr, "korva-avi: info takes exactly one FILE\n\n");
+            printUsage(stderr);
             return 2;
         }
         return info(argv[2]);
     }
     if (command == "testpattern") return testpattern(argc - 2, argv + 2);
     if (command == "frame") return frame(argc - 2, argv + 2);
-    std::fprintf(stderr, "korva-avi: unknown command '%s'\n\n%s", command.c_str(), USAGE);
+    if (command == "repair") return korva::repair::repairCommand(argc - 2, argv + 2);
+    std::fprintf(stderr, "korva-avi: unknown command '%s'\n\n", command.c_str());
+    printUsage(stderr);
     return 2;
 }

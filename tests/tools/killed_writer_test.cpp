@@ -1,0 +1,133 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <random>
+#include <thread>
+
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <korva/korva.h>
+
+#include "repair_support.h"
+
+// Writers killed with SIGKILL at random moments lose nothing that reached the
+// file: the repair gets back exactly the frames and audio chunks that are
+// complete in it, byte for byte and in order.
+
+using namespace repairtest;
+
+namespace {
+
+// The writer's counters live in memory shared with the process that kills it.
+WriteProgress* sharedProgress() {
+    void* memory = mmap(nullptr, sizeof(WriteProgress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) throw std::runtime_error("mmap failed");
+    return new (memory) WriteProgress;
+}
+
+// Starts a writer of count frames in a child process.
+pid_t startWriter(const std::string& path, const Recording& r, uint64_t count, WriteProgress* progress) {
+    *progress = WriteProgress{};
+    const pid_t child = fork();
+    if (child == 0) {
+        writeRecording(path, r, count, progress);
+        _exit(0);
+    }
+    return child;
+}
+
+void killWriter(pid_t child) {
+    kill(child, SIGKILL);
+    int status = 0;
+    waitpid(child, &status, 0);
+}
+
+uint64_t sizeOf(const std::string& path) {
+    struct stat status;
+    return stat(path.c_str(), &status) == 0 ? uint64_t(status.st_size) : 0;
+}
+
+// Where the writer puts its first chunk: behind the header it reserves.
+uint64_t firstChunk(const Recording& r, const std::string& scratch) {
+    avi::File file;
+    file.open(scratch.c_str(), "w");
+    file.setVideoInfo(r.width, r.height, r.fps);
+    file.setAudioInfo(r.audioRate, 16, 2, r.audioChunk);
+    const uint64_t header = file.getHeaderLength();
+    file.close();
+    return header + 32;
+}
+
+} // namespace
+
+TEST(KilledWriter, RepairGetsBackExactlyTheChunksThatAreCompleteInTheFile) {
+    korvatest::TempDir dir;
+    const Recording r;
+    const uint64_t count = 300;
+    const std::string reference = dir.path("reference.avi"), killed = dir.path("killed.avi"),
+                      repaired = dir.path("repaired.avi");
+    writeRecording(reference, r, 3);
+    const uint64_t first = firstChunk(r, dir.path("scratch.avi"));
+    const uint64_t pair = 8 + r.frameBytes() + 8 + r.audioChunk;
+    WriteProgress* progress = sharedProgress();
+
+    // How long a whole run takes, and when its close starts, to aim the kills.
+    auto start = std::chrono::steady_clock::now();
+    pid_t child = startWriter(killed, r, count, progress);
+    while (progress->closing == 0) std::this_thread::yield();
+    const auto closeAt = std::chrono::steady_clock::now() - start;
+    killWriter(child); // the close runs on, or is cut: either way a case
+    const auto whole = std::chrono::steady_clock::now() - start;
+
+    std::mt19937 random(20261124);
+    int insideChunk = 0, insideClose = 0, finished = 0, kills = 0;
+    for (int attempt = 0; attempt < 400 && (kills < 60 || insideClose < 2 || insideChunk < 5); ++attempt) {
+        // Two kills in three anywhere in the run, one in three near the close.
+        const double from = attempt % 3 == 2 ? 0.9 * closeAt.count() : 0.0;
+        const double to = attempt % 3 == 2 ? 1.2 * whole.count() : 1.05 * whole.count();
+        const auto delay = std::chrono::steady_clock::duration(
+            int64_t(std::uniform_real_distribution<double>(from, to)(random)));
+        child = startWriter(killed, r, count, progress);
+        std::this_thread::sleep_for(delay);
+        killWriter(child);
+        ++kills;
+
+        const uint64_t size = sizeOf(killed);
+        uint64_t frames = count, audioChunks = count;
+        if (progress->closing == 0) {
+            // The file is the writer's bytes up to the kill: count the chunks
+            // that end inside it.
+            const uint64_t chunks = size > first ? size - first : 0;
+            frames = std::min<uint64_t>(count, (chunks + pair - (8 + r.frameBytes())) / pair);
+            audioChunks = std::min<uint64_t>(count, chunks / pair);
+            const uint64_t into = chunks % pair;
+            if (size > first && into != 0 && into != 8 + r.frameBytes()) ++insideChunk;
+        } else if (progress->closing == 1) {
+            ++insideClose;
+        } else {
+            ++finished;
+        }
+        SCOPED_TRACE("kill " + std::to_string(kills) + ": size " + std::to_string(size) + ", closing " +
+                     std::to_string(progress->closing) + ", frames " + std::to_string(frames));
+        const RepairRun run = repair(killed, repaired, reference);
+        if (frames == 0 && audioChunks == 0) {
+            EXPECT_EQ(run.status, 1) << run.out << run.err;
+            continue;
+        }
+        ASSERT_EQ(run.status, 0) << run.out << run.err;
+        expectRecovered(repaired, r, frames, audioChunks);
+        if (HasFatalFailure()) return;
+        EXPECT_EQ(sizeOf(killed), size) << "the input was changed";
+    }
+    EXPECT_GE(kills, 60);
+    EXPECT_GE(insideChunk, 5) << "kills inside a chunk";
+    EXPECT_GE(insideClose, 2) << "kills while the indexes were written";
+    RecordProperty("kills", kills);
+    RecordProperty("inside_chunk", insideChunk);
+    RecordProperty("inside_close", insideClose);
+    RecordProperty("finished", finished);
+}
