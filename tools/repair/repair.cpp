@@ -111,8 +111,9 @@ bool sameFile(const std::string& a, const std::string& b) {
 
 std::string describeVideo(const VideoFormat& video) {
     char text[160];
-    std::snprintf(text, sizeof text, "%ux%u, %u bits, %.6g fps%s%s", video.width, video.height, video.bits, video.fps,
-                  video.compressed() ? ", FourCC " : "", video.fourcc.c_str());
+    std::snprintf(text, sizeof text, "%ux%u, %u bits, %.6g fps%s%s%s", video.width, video.height, video.bits,
+                  video.fps, video.compressed() ? ", FourCC " : "", video.fourcc.c_str(),
+                  video.topDown ? ", stored top-down: turned over" : "");
     return text;
 }
 
@@ -157,6 +158,17 @@ bool readAt(int fd, uint8_t* into, size_t count, uint64_t position) {
         done += size_t(got);
     }
     return true;
+}
+
+// A frame stored top line first, turned over into the writer's order.
+void turnOver(uint8_t* frame, const VideoFormat& video) {
+    const size_t row = size_t((uint64_t(video.width) * video.bits + 31) / 32 * 4);
+    std::vector<uint8_t> spare(row);
+    for (size_t top = 0, bottom = video.height - 1; top < bottom; ++top, --bottom) {
+        std::memcpy(spare.data(), frame + top * row, row);
+        std::memcpy(frame + top * row, frame + bottom * row, row);
+        std::memcpy(frame + bottom * row, spare.data(), row);
+    }
 }
 
 // Writes OUT from the chunks the scan kept, in their order; an empty string
@@ -210,6 +222,7 @@ std::string writeRepaired(const RepairOptions& options, const ScanResult& scan, 
             break;
         }
         if (chunk.video) {
+            if (formats.video->topDown && !formats.video->compressed()) turnOver(payload.data(), *formats.video);
             file.writeVideoFrame(reinterpret_cast<char*>(payload.data()), chunk.size);
         } else {
             // Audio goes on as a byte stream, in chunks of the one size the

@@ -2,10 +2,45 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include <korva/avi/file.h>
 
 namespace korva::repair {
+
+namespace {
+
+uint32_t le32(const uint8_t* p) { return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24; }
+
+// Whether the video stream's bitmap header has a negative height: the reader
+// hides the sign once it has turned the frames over, so it is read here.
+bool videoStoredTopDown(const std::string& path) {
+    std::FILE* stream = std::fopen(path.c_str(), "rb");
+    if (stream == nullptr) return false;
+    std::vector<uint8_t> head(1 << 20);
+    head.resize(std::fread(head.data(), 1, head.size(), stream));
+    std::fclose(stream);
+    // strl lists hold "strh" (its first four bytes the stream type) and then
+    // "strf"; take the strf behind the first "vids".
+    bool video = false;
+    for (size_t at = 12; at + 8 <= head.size();) {
+        const uint8_t* chunk = head.data() + at;
+        const uint32_t size = le32(chunk + 4);
+        if (std::memcmp(chunk, "LIST", 4) == 0) {
+            if (at + 12 > head.size() || std::memcmp(chunk + 8, "movi", 4) == 0) break;
+            at += 12;
+            continue;
+        }
+        if (std::memcmp(chunk, "strh", 4) == 0 && at + 12 <= head.size()) video = std::memcmp(chunk + 8, "vids", 4) == 0;
+        if (std::memcmp(chunk, "strf", 4) == 0 && video && at + 20 <= head.size()) {
+            return int32_t(le32(chunk + 16)) < 0;
+        }
+        at += 8 + size + (size & 1);
+    }
+    return false;
+}
+
+} // namespace
 
 StreamFormats formatsFromHeader(const std::string& path) {
     StreamFormats formats;
@@ -22,6 +57,7 @@ StreamFormats formatsFromHeader(const std::string& path) {
         if (fps > 0 && fps < 1e6) video.fps = fps;
         if (file.isVideoCompressed()) video.fourcc = file.getVideoFourCC();
         video.colormap = file.getColormap();
+        video.topDown = videoStoredTopDown(path);
         formats.video = video;
     }
     if (file.hasAudio() && !file.isAudioCompressed() && file.getAudioSampleRate() != 0 &&

@@ -21,6 +21,9 @@ struct VideoFormat {
     double fps = 25.0;
     std::string fourcc; // empty when uncompressed
     std::vector<avi::tagRGBQUAD> colormap;
+    // Lines stored top line first (a negative height in the header); the
+    // writer stores them bottom line first.
+    bool topDown = false;
 
     bool compressed() const { return !fourcc.empty(); }
     // Bytes of a stored frame: lines of bits per pixel, padded to 4 bytes.
