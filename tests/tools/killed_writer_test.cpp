@@ -1,14 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <csignal>
 #include <random>
 #include <thread>
-
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <korva/korva.h>
 
@@ -21,35 +15,6 @@
 using namespace repairtest;
 
 namespace {
-
-// The writer's counters live in memory shared with the process that kills it.
-WriteProgress* sharedProgress() {
-    void* memory = mmap(nullptr, sizeof(WriteProgress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    if (memory == MAP_FAILED) throw std::runtime_error("mmap failed");
-    return new (memory) WriteProgress;
-}
-
-// Starts a writer of count frames in a child process.
-pid_t startWriter(const std::string& path, const Recording& r, uint64_t count, WriteProgress* progress) {
-    *progress = WriteProgress{};
-    const pid_t child = fork();
-    if (child == 0) {
-        writeRecording(path, r, count, progress);
-        _exit(0);
-    }
-    return child;
-}
-
-void killWriter(pid_t child) {
-    kill(child, SIGKILL);
-    int status = 0;
-    waitpid(child, &status, 0);
-}
-
-uint64_t sizeOf(const std::string& path) {
-    struct stat status;
-    return stat(path.c_str(), &status) == 0 ? uint64_t(status.st_size) : 0;
-}
 
 // Where the writer puts its first chunk: behind the header it reserves.
 uint64_t firstChunk(const Recording& r, const std::string& scratch) {
@@ -77,7 +42,7 @@ TEST(KilledWriter, RepairGetsBackExactlyTheChunksThatAreCompleteInTheFile) {
 
     // How long a whole run takes, and when its close starts, to aim the kills.
     auto start = std::chrono::steady_clock::now();
-    pid_t child = startWriter(killed, r, count, progress);
+    int child = startWriter(killed, r, count, progress);
     while (progress->closing == 0) std::this_thread::yield();
     const auto closeAt = std::chrono::steady_clock::now() - start;
     killWriter(child); // the close runs on, or is cut: either way a case

@@ -1,12 +1,19 @@
 #include "repair_support.h"
 
+#include <csignal>
 #include <cstdio>
+#include <stdexcept>
 #include <fstream>
 #include <iterator>
 
 #include <gtest/gtest.h>
 
 #include <korva/korva.h>
+
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace repairtest {
 
@@ -31,6 +38,33 @@ void writeRecording(const std::string& path, const Recording& r, uint64_t count,
     if (progress) progress->closing = 1;
     file.close();
     if (progress) progress->closing = 2;
+}
+
+WriteProgress* sharedProgress() {
+    void* memory = mmap(nullptr, sizeof(WriteProgress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) throw std::runtime_error("mmap failed");
+    return new (memory) WriteProgress;
+}
+
+int startWriter(const std::string& path, const Recording& r, uint64_t count, WriteProgress* progress) {
+    *progress = WriteProgress{};
+    const pid_t child = fork();
+    if (child == 0) {
+        writeRecording(path, r, count, progress);
+        _exit(0);
+    }
+    return child;
+}
+
+void killWriter(int child) {
+    kill(child, SIGKILL);
+    int status = 0;
+    waitpid(child, &status, 0);
+}
+
+uint64_t sizeOf(const std::string& path) {
+    struct stat status;
+    return stat(path.c_str(), &status) == 0 ? uint64_t(status.st_size) : 0;
 }
 
 namespace {

@@ -36,6 +36,13 @@ struct WriteProgress {
 // Writes count frames, each followed by its audio chunk, then closes.
 void writeRecording(const std::string& path, const Recording& r, uint64_t count, WriteProgress* progress = nullptr);
 
+// The writer's counters, in memory shared with a process that kills it.
+WriteProgress* sharedProgress();
+// Starts a writer of count frames in a child process, and kills it.
+int startWriter(const std::string& path, const Recording& r, uint64_t count, WriteProgress* progress);
+void killWriter(int child);
+uint64_t sizeOf(const std::string& path);
+
 struct RepairRun {
     int status;
     std::string out, err;
