@@ -40,27 +40,37 @@ public:
 
     uint64_t size() const { return size_; }
 
-    // need bytes at position, or null when the file ends before them.
+    // need bytes at position, or null when the file ends before them. A
+    // chunk head after a jump over a payload brings in a small window: the
+    // heads of small chunks that follow, but not the payload of a large one.
     const uint8_t* at(uint64_t position, size_t need) {
         if (position + need > size_) return nullptr;
-        if (position < start_ || position + need > start_ + length_) fill(position);
+        if (position < start_ || position + need > start_ + length_) fill(position, HEAD_WINDOW);
         return buffer_.get() + (position - start_);
     }
 
-    // The bytes from position to the end of the window (at least one, if any).
+    // The bytes from position to the end of the window (at least one, if
+    // any), in large windows, for scans over every byte.
     size_t available(uint64_t position) {
         if (position >= size_) return 0;
-        if (position < start_ || position >= start_ + length_) fill(position);
+        if (position < start_ || position >= start_ + length_ || start_ + length_ - position < HEAD_WINDOW) {
+            fill(position, CAPACITY);
+        }
         return size_t(start_ + length_ - position);
+    }
+
+    bool covers(uint64_t position, size_t bytes) const {
+        return position >= start_ && position + bytes <= start_ + length_;
     }
 
 private:
     static constexpr size_t CAPACITY = size_t(1) << 20;
+    static constexpr size_t HEAD_WINDOW = size_t(16) << 10;
 
-    void fill(uint64_t position) {
+    void fill(uint64_t position, size_t window) {
         start_ = position;
         length_ = 0;
-        const size_t want = size_t(std::min<uint64_t>(CAPACITY, size_ - position));
+        const size_t want = size_t(std::min<uint64_t>(window, size_ - position));
         while (length_ < want) {
             const ssize_t got = ::pread(fd_, buffer_.get() + length_, want - length_, off_t(start_ + length_));
             if (got < 0 && errno == EINTR) continue;
@@ -233,14 +243,15 @@ private:
     // The first place from q on where a chunk plausibly begins, or the end.
     uint64_t resync(uint64_t q) {
         while (q < file_.size()) {
-            const size_t span = file_.available(q);
+            size_t span = file_.available(q);
             const uint8_t* bytes = file_.at(q, 1);
             for (size_t i = 0; i < span; ++i) {
                 const uint8_t c = bytes[i];
                 if (!(isDigit(c) || c == 'R' || c == 'L' || c == 'i' || c == 'J')) continue;
                 if (headAt(q + i)) return q + i;
-                // headAt may have moved the window.
-                bytes = file_.at(q, 1);
+                // A head near the window's end moves the window: go on from
+                // the next byte in a fresh one.
+                if (!file_.covers(q, span)) span = i + 1;
             }
             q += span;
             if (progress_ && q - reported_ >= (64u << 20)) {
