@@ -117,7 +117,9 @@ public:
 private:
     // Reads the chunk at p and returns where the next one begins.
     uint64_t step(uint64_t p) {
-        const uint8_t* h = file_.at(p, 8);
+        // A copy: later reads may move the window under a pointer into it.
+        uint8_t h[8];
+        std::memcpy(h, file_.at(p, 8), 8);
         const uint32_t size = le32(h + 4);
         const uint64_t end = p + 8 + size;
         const bool fits = end <= file_.size();
