@@ -32,7 +32,7 @@ uint64_t firstChunk(const Recording& r, const std::string& scratch) {
 TEST(KilledWriter, RepairGetsBackExactlyTheChunksThatAreCompleteInTheFile) {
     korvatest::TempDir dir;
     const Recording r;
-    const uint64_t count = 300;
+    const uint64_t count = 150;
     const std::string reference = dir.path("reference.avi"), killed = dir.path("killed.avi"),
                       repaired = dir.path("repaired.avi");
     writeRecording(reference, r, 3);
@@ -40,24 +40,25 @@ TEST(KilledWriter, RepairGetsBackExactlyTheChunksThatAreCompleteInTheFile) {
     const uint64_t pair = 8 + r.frameBytes() + 8 + r.audioChunk;
     WriteProgress* progress = sharedProgress();
 
-    // How long a whole run takes, and when its close starts, to aim the kills.
-    auto start = std::chrono::steady_clock::now();
-    int child = startWriter(killed, r, count, progress);
-    while (progress->closing == 0) std::this_thread::yield();
-    const auto closeAt = std::chrono::steady_clock::now() - start;
-    killWriter(child); // the close runs on, or is cut: either way a case
+    // How long a whole run takes, to aim the kills.
+    const auto start = std::chrono::steady_clock::now();
+    writeRecording(killed, r, count);
     const auto whole = std::chrono::steady_clock::now() - start;
 
     std::mt19937 random(20261124);
     int insideChunk = 0, insideClose = 0, finished = 0, kills = 0;
-    for (int attempt = 0; attempt < 400 && (kills < 60 || insideClose < 2 || insideChunk < 5); ++attempt) {
-        // Two kills in three anywhere in the run, one in three near the close.
-        const double from = attempt % 3 == 2 ? 0.9 * closeAt.count() : 0.0;
-        const double to = attempt % 3 == 2 ? 1.2 * whole.count() : 1.05 * whole.count();
-        const auto delay = std::chrono::steady_clock::duration(
-            int64_t(std::uniform_real_distribution<double>(from, to)(random)));
-        child = startWriter(killed, r, count, progress);
-        std::this_thread::sleep_for(delay);
+    for (int attempt = 0; attempt < 200 && (kills < 60 || insideClose < 2 || insideChunk < 5); ++attempt) {
+        // Two kills in three anywhere in the run; one in three a moment
+        // after the close has begun, while the indexes are being written.
+        const bool atClose = attempt % 3 == 2;
+        const int child = startWriter(killed, r, count, progress);
+        if (atClose) {
+            while (progress->closing == 0) std::this_thread::yield();
+            std::this_thread::sleep_for(std::chrono::microseconds(std::uniform_int_distribution<int>(0, 100)(random)));
+        } else {
+            std::this_thread::sleep_for(std::chrono::steady_clock::duration(
+                int64_t(std::uniform_real_distribution<double>(0, 1.05 * double(whole.count()))(random))));
+        }
         killWriter(child);
         ++kills;
 
