@@ -1,5 +1,6 @@
 #include "stream_formats.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -48,7 +49,12 @@ StreamFormats formatsFromHeader(const std::string& path) {
     // A damaged index fails the open after the header has been read; the
     // header's own fields are all that is wanted here.
     file.openToGetInformation(path.c_str());
-    if (file.hasVideo() && file.getVideoWidth() != 0 && file.getVideoHeight() != 0) {
+    const uint16_t depth = file.getVideoBitsPerPixel();
+    const bool writableDepth = depth == 2 || depth == 4 || depth == 8 || depth == 16 || depth == 24 || depth == 32;
+    // Only what the writer can write again: a depth it knows and frames that
+    // fit a chunk.
+    if (file.hasVideo() && file.getVideoWidth() != 0 && file.getVideoHeight() != 0 &&
+        (writableDepth || file.isVideoCompressed())) {
         VideoFormat video;
         video.width = file.getVideoWidth();
         video.height = file.getVideoHeight();
@@ -58,10 +64,11 @@ StreamFormats formatsFromHeader(const std::string& path) {
         if (file.isVideoCompressed()) video.fourcc = file.getVideoFourCC();
         video.colormap = file.getColormap();
         video.topDown = videoStoredTopDown(path);
-        formats.video = video;
+        if (video.compressed() || (video.frameBytes() > 0 && video.frameBytes() <= UINT32_MAX)) formats.video = video;
     }
+    const uint16_t bits = file.getAudioBitsPerSample();
     if (file.hasAudio() && !file.isAudioCompressed() && file.getAudioSampleRate() != 0 &&
-        file.getAudioNumberOfChannels() != 0) {
+        file.getAudioNumberOfChannels() != 0 && (bits == 8 || bits == 16 || bits == 24 || bits == 32)) {
         formats.audio = AudioFormat{file.getAudioSampleRate(), file.getAudioBitsPerSample(),
                                     file.getAudioNumberOfChannels()};
     }
