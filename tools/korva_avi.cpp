@@ -33,7 +33,9 @@ const char* const USAGE =
 void printUsage(std::FILE* to) {
     std::fputs(USAGE, to);
     std::fputs(korva::repair::REPAIR_USAGE, to);
-    std::fputs("  --help                  show this text\n", to);
+    std::fputs("  --version               print the library's version\n"
+               "  --help                  show this text\n",
+               to);
 }
 
 // A line that says why a file reads wrong or not at all, when a repair would help.
@@ -191,6 +193,10 @@ int main(int argc, char** argv) {
     const std::string command = argv[1];
     if (command == "--help" || command == "-h" || command == "help") {
         printUsage(stdout);
+        return 0;
+    }
+    if (command == "--version") {
+        std::printf("korva-avi %s\n", KORVA_VERSION);
         return 0;
     }
     if (command == "info") {
