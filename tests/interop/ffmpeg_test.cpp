@@ -11,11 +11,8 @@
 using namespace korvatest;
 namespace {
 std::string run(const std::string& command) { // standard output; a non-zero exit fails the test
-    FILE* pipe = popen(command.c_str(), "r");
     std::string out;
-    char block[65536];
-    for (size_t got; pipe && (got = std::fread(block, 1, sizeof block, pipe)) > 0;) out.append(block, got);
-    EXPECT_TRUE(pipe && pclose(pipe) == 0) << command;
+    EXPECT_TRUE(runCommand(command, out)) << command;
     return out;
 }
 } // namespace

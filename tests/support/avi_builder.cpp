@@ -215,4 +215,13 @@ std::string tempFile(const Bytes& bytes) {
     return path;
 }
 
+bool runCommand(const std::string& command, std::string& output) {
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) return false;
+    output.clear();
+    char block[65536];
+    for (size_t got; (got = std::fread(block, 1, sizeof block, pipe)) > 0;) output.append(block, got);
+    return pclose(pipe) == 0;
+}
+
 } // namespace korvatest

@@ -112,6 +112,10 @@ private:
 // Writes `bytes` to a new file in a directory that lasts for the whole run and returns its path.
 std::string tempFile(const Bytes& bytes);
 
+// Runs a shell command and gathers its standard output; false when it could
+// not run or exited other than with 0.
+bool runCommand(const std::string& command, std::string& output);
+
 } // namespace korvatest
 
 #endif

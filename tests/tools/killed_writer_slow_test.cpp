@@ -39,12 +39,14 @@ TEST(KilledWriterSlow, ChunksOnBothSidesOfATurnoverComeBack) {
         // for the head of the second.
         EXPECT_NE(run.out.find("index: OpenDML (2 standard indexes)"), std::string::npos) << run.out;
         EXPECT_NE(run.out.find("zero bytes stepped over: 24"), std::string::npos) << run.out;
-        // The frame in flight at the kill may have reached the file whole.
+        // The frame in flight at the kill may have reached the file whole; the
+        // last one written may still have had its tail in the writer's stream
+        // buffer. Which of them are complete the content check tells.
         avi::File file;
         ASSERT_TRUE(file.open(repaired.c_str(), "rb"));
         const uint64_t frames = uint64_t(file.getVideoTotalFrames());
         file.close();
-        ASSERT_TRUE(frames == written || frames == written + 1) << frames << " frames, " << written << " written";
+        ASSERT_TRUE(frames + 1 >= written && frames <= written + 1) << frames << " frames, " << written << " written";
         expectRecovered(repaired, r, frames, 0, false);
     }
 }

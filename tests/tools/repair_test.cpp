@@ -17,18 +17,16 @@
 // input of any kind ends in a message, never in a crash or a changed input.
 
 using namespace repairtest;
+using korvatest::runCommand;
 using korvatest::TempDir;
 
 namespace {
 
 bool haveFFmpeg() { return std::system("ffmpeg -version >/dev/null 2>&1") == 0; }
 
-std::string run(const std::string& command) {
-    FILE* pipe = popen(command.c_str(), "r");
+std::string run(const std::string& command) { // standard output; a non-zero exit fails the test
     std::string out;
-    char block[65536];
-    for (size_t got; pipe && (got = std::fread(block, 1, sizeof block, pipe)) > 0;) out.append(block, got);
-    EXPECT_TRUE(pipe && pclose(pipe) == 0) << command;
+    EXPECT_TRUE(runCommand(command, out)) << command;
     return out;
 }
 
