@@ -40,4 +40,11 @@ if grep -rqs -e "$build" -e "$(cd "$here/../.." && pwd)/korva" "$work/prefix" --
     exit 1
 fi
 [[ $("$work/prefix/bin/korva-avi" --version) == "korva-avi "* ]] || { echo "installed korva-avi does not run" >&2; exit 1; }
+# The Python package, where the build made it, imports from the prefix alone.
+package=$(find "$work/prefix" -path '*-packages/korva' -type d)
+if [[ -n $package ]]; then
+    version=$(cd "$work" && env -u LD_LIBRARY_PATH PYTHONPATH="$(dirname "$package")" /usr/bin/python3 -c \
+        'import korva; print(korva.__version__)')
+    [[ -n $version ]] || { echo "the installed Python package does not import" >&2; exit 1; }
+fi
 echo "installed and consumed: $expected"

@@ -124,6 +124,18 @@ def test_writer_arguments_out_of_range_are_refused_before_the_file_is_made(tmp_p
     assert not path.exists()
 
 
+def test_a_failing_write_raises_the_library_code():
+    # Every write to /dev/full fails for want of room, and it has no position
+    # to tell: the writer refuses the chunk's index offset first.
+    writer = korva.VideoWriter("/dev/full", 64, 48, 25)
+    with pytest.raises(korva.AviError) as refusal:
+        writer.write(noise(48, 64)[0])
+    assert (refusal.value.code, refusal.value.message) in [(39, "Invalid Index Offset Calculated"),
+                                                           (6, "Fwrite operation failed")]
+    with pytest.raises(korva.AviError):
+        writer.close()
+
+
 def test_unwritable_places_are_refused_with_the_library_code(tmp_path):
     assert_refused(lambda: korva.VideoWriter(tmp_path / "no-such-dir" / "x.avi", 8, 6, 25), 3)
     assert_refused(lambda: korva.VideoWriter(tmp_path, 8, 6, 25), 3)
