@@ -51,11 +51,11 @@ def plain_loop(paths):
     return total / count
 
 
-def on_cluster(client, paths):
+def on_cluster(client, paths, frames_per_chunk):
     # The sum over the frames, divided once: Dask's own mean carries a count
     # array of a frame's size beside every partial sum, which doubles the
     # work of the reduction.
-    video = korva.dask.read_video(paths)
+    video = korva.dask.read_video(paths, frames_per_chunk=frames_per_chunk)
     return client.compute(video.sum(axis=0, dtype=numpy.float64) / len(video)).result()
 
 
@@ -80,15 +80,19 @@ def main():
                     for workers in (1, 2)}
         clients = {workers: distributed.Client(cluster) for workers, cluster in clusters.items()}
         try:
-            best = {"loop": 0.0, 1: 0.0, 2: 0.0}
-            reference = None
+            # Chunks of the default size, and of a whole file each: every chunk
+            # sends a partial sum of a frame's size in doubles to be combined.
+            layouts = {"default chunks": None, "a chunk a file": args.frames}
+            best = {"loop": 0.0}
+            best.update({(layout, workers): 0.0 for layout in layouts for workers in clients})
             for _ in range(args.rounds):
                 rate, reference = timed(lambda: plain_loop(paths), frames)
                 best["loop"] = max(best["loop"], rate)
-                for workers, client in clients.items():
-                    rate, mean = timed(lambda: on_cluster(client, paths), frames)
-                    numpy.testing.assert_allclose(mean, reference, rtol=1e-9)
-                    best[workers] = max(best[workers], rate)
+                for layout, per_chunk in layouts.items():
+                    for workers, client in clients.items():
+                        rate, mean = timed(lambda: on_cluster(client, paths, per_chunk), frames)
+                        numpy.testing.assert_allclose(mean, reference, rtol=1e-9)
+                        best[layout, workers] = max(best[layout, workers], rate)
         finally:
             for client in clients.values():
                 client.close()
@@ -97,9 +101,11 @@ def main():
 
     print(f"mean frame over {args.files} files of {args.frames} frames, {WIDTH}x{HEIGHT} uint8, "
           f"frames/s (best of {args.rounds}):")
-    print(f"  plain loop over VideoReader  {best['loop']:8.1f}")
-    print(f"  korva.dask, 1 worker         {best[1]:8.1f}   / plain loop: {best[1] / best['loop']:.2f}")
-    print(f"  korva.dask, 2 workers        {best[2]:8.1f}   / 1 worker:   {best[2] / best[1]:.2f}")
+    print(f"  plain loop over VideoReader           {best['loop']:8.1f}")
+    for layout in layouts:
+        one, two = best[layout, 1], best[layout, 2]
+        print(f"  korva.dask, {layout:14s}, 1 worker  {one:8.1f}   / plain loop: {one / best['loop']:.2f}")
+        print(f"  korva.dask, {layout:14s}, 2 workers {two:8.1f}   / 1 worker:   {two / one:.2f}")
 
 
 if __name__ == "__main__":
