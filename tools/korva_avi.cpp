@@ -10,6 +10,7 @@
 #include <korva/korva.h>
 
 #include "frame_png.h"
+#include "info_json.h"
 #include "repair/repair.h"
 #include "testpattern.h"
 
@@ -19,7 +20,7 @@ const char* const USAGE =
     "usage: korva-avi COMMAND [ARGS]\n"
     "\n"
     "commands:\n"
-    "  info FILE               print the streams and properties of an AVI file\n"
+    "  info [--json] FILE      print the streams and properties of an AVI file (as JSON for scripts)\n"
     "  frame FILE N OUT.png    save frame N (counted from 0) of an AVI file as a PNG picture\n"
     "  testpattern OUT.avi     write moving colour bars with a frame counter and a sine tone\n"
     "      --width N           frame width in pixels (default 320)\n"
@@ -200,8 +201,11 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (command == "info") {
+        if (argc == 4 && (std::string(argv[2]) == "--json" || std::string(argv[3]) == "--json")) {
+            return printInfoJson(std::string(argv[2]) == "--json" ? argv[3] : argv[2]);
+        }
         if (argc != 3) {
-            std::fprintf(stderr, "korva-avi: info takes exactly one FILE\n\n");
+            std::fprintf(stderr, "korva-avi: info takes exactly one FILE, and --json if wanted\n\n");
             printUsage(stderr);
             return 2;
         }
