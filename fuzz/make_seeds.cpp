@@ -125,6 +125,14 @@ std::vector<std::pair<std::string, Seed>> kernelSeeds() {
         add("video-family-" + std::to_string(family), {1, 1, family % 9, 0, family, 1, 5, 1, 3, family % 4});
         add("video-family-" + std::to_string(family) + "-even", {1, 1, (family + 4) % 9, 0, family, 1, 4, 1, 2, 1});
     }
+    // The walks that pass width x height, with flag 0 and an odd width or
+    // count (bound 4: width 3, height 2 or 3), or an even width.
+    const std::pair<VideoFamily, std::vector<int>> pastTheEnd[] = {
+        {VideoFamily::IntensityToYCbCrOutput, {3, 2}}, {VideoFamily::RGBToYCbCrOutput, {4, 2}},
+        {VideoFamily::YCbCrToRGBInput, {3, 3}},        {VideoFamily::YCbCrToYCbCrInput, {3, 3}},
+        {VideoFamily::YCbCrToYCbCrOutput, {3, 3}},     {VideoFamily::RGBToYCbCrInputMmr, {3, 3}}};
+    for (const auto& [family, size] : pastTheEnd)
+        add("video-past-the-end-" + std::to_string(int(family)), {1, 1, 3, 0, int(family), 0, size[0], 0, size[1], 0});
     // Blocks and bands: width 33 or 40, height 130.
     add("video-rgb-input-columns", {1, 1, 3, 0, int(VideoFamily::RGBToRGBInput), 2, 33, 3, 130, 1});
     add("video-rgb-output-columns", {1, 1, 3, 0, int(VideoFamily::RGBToRGBOutput), 2, 40, 3, 130, 1});
