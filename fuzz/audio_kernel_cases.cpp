@@ -100,20 +100,23 @@ void runWalk(FuzzBytes& in) {
     }
     if (walk == Walk::Empty) {
         // The int24 kernel moves on by stride x channels bytes a channel.
-        const size_t bytes = !some                     ? 0
-                             : from == AUDIO_INT24 ? size_t(int64_t(channels - 1) * stride * channels) + 3 * size_t(samples)
-                                                   : (size_t(int64_t(channels - 1) * stride) + size_t(samples)) * outSize;
+        size_t bytes = 0;
+        if (some && from == AUDIO_INT24)
+            bytes = size_t(int64_t(channels - 1) * stride * channels) + 3 * size_t(samples);
+        else if (some)
+            bytes = (size_t(int64_t(channels - 1) * stride) + size_t(samples)) * outSize;
         ExactBuffer out(bytes, in);
         empty(nullptr, out.data(), samples, channels, stride);
         return;
     }
     // Channel maps: positions inside an interleaved frame of frameStride.
-    const int frames = samples, mapLength = std::max(0, channels);
+    const int frames = samples, mapLength = channels;
     const int frameStride = int(in.below(10));
-    std::vector<int> positions(size_t(mapLength) + 1);
+    // Exactly mapLength entries, so that a read past the map shows too.
+    std::vector<int> positions(size_t(std::max(mapLength, 0)));
     for (int& p : positions) p = int(in.below(uint32_t(frameStride) + 2));
-    const int highest = mapLength ? *std::max_element(positions.begin(), positions.begin() + mapLength) : 0;
     const bool mapped = frames >= 1 && mapLength >= 1;
+    const int highest = mapped ? *std::max_element(positions.begin(), positions.end()) : 0;
     const size_t interleaved = mapped ? upTo(int64_t(highest) + int64_t(frames - 1) * frameStride) : 0;
     const size_t planar = mapped ? upTo(int64_t(frames - 1) + int64_t(mapLength - 1) * stride) : 0;
     ExactBuffer source((toPlanar ? interleaved : planar) * inSize, in);
