@@ -38,9 +38,10 @@ void touchGetters(avi::File& file) {
 void readVideo(avi::File& file) {
     const int64_t total = file.getVideoTotalFrames();
     const int64_t frames = std::min(total, MAX_FRAMES);
-    // One buffer for every frame and form: the largest size the getters name.
+    // One buffer for every frame and form: the largest size the getters name,
+    // for every frame read below; the reads in sequence go two frames on.
     uint64_t size = std::max<uint64_t>(file.getRGB24VideoFrameSize(), file.getIndexedVideoFrameSize());
-    for (int64_t n = 0; n < frames; ++n) size = std::max<uint64_t>(size, file.getRawVideoFrameSize(long(n)));
+    for (int64_t n = 0; n < frames + 2; ++n) size = std::max<uint64_t>(size, file.getRawVideoFrameSize(long(n)));
     file.clearError();
     if (size > MAX_BUFFER_BYTES) return;
     // Exactly `size` bytes: the sanitizer's redzone starts right behind.
