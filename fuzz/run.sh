@@ -1,27 +1,34 @@
 #!/usr/bin/env bash
-# Builds the AVI read fuzzer with clang (in build-fuzz/) and runs it.
+# Builds a fuzz target with clang (in build-fuzz/) and runs it.
 #
-# Usage: fuzz/run.sh SECONDS [JOBS]
+# Usage: fuzz/run.sh SECONDS [JOBS] [TARGET]
 #
-# The fuzzer works on a copy of fuzz/corpus in build-fuzz/work/corpus, which
-# keeps what it finds from run to run; the seeds in the repository stay as
-# they are. Crash inputs go to fuzz/artifacts/ (not tracked). Exits non-zero
+# TARGET is avi_read (the default), avi_write or kernel (fuzz/CMakeLists.txt
+# tells what each takes). The fuzzer works on a copy of fuzz/corpus/TARGET in
+# build-fuzz/work/TARGET, which keeps what it finds from run to run; the seeds
+# in the repository stay as they are. fuzz/TARGET.dict is used where there is
+# one. Crash inputs go to fuzz/artifacts/TARGET/ (not tracked). Exits non-zero
 # when the run left a new crash, leak, timeout or out-of-memory input there.
+#
+# KORVA_FUZZ_BUILD names another build directory, for a long run that goes on
+# beside other runs.
 set -euo pipefail
 
 usage() {
-    echo "usage: $0 SECONDS [JOBS]" >&2
+    echo "usage: $0 SECONDS [JOBS] [avi_read|avi_write|kernel]" >&2
     exit 2
 }
-[[ $# -ge 1 && $# -le 2 ]] || usage
+[[ $# -ge 1 && $# -le 3 ]] || usage
 seconds=$1
 jobs=${2:-1}
+target=${3:-avi_read}
 [[ $seconds =~ ^[0-9]+$ && $jobs =~ ^[1-9][0-9]*$ ]] || usage
+[[ $target == avi_read || $target == avi_write || $target == kernel ]] || usage
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-build=$root/build-fuzz
-work=$build/work
-artifacts=$root/fuzz/artifacts
+build=${KORVA_FUZZ_BUILD:-$root/build-fuzz}
+work=$build/work/$target
+artifacts=$root/fuzz/artifacts/$target
 
 # --- Tools: installed only when missing. ----------------------------------
 sudo=""
@@ -47,18 +54,20 @@ fi
 
 # --- Build. ---------------------------------------------------------------------
 CC=clang CXX=clang++ cmake -S "$root" -B "$build" \
-    -DKORVA_FUZZ=ON -DKORVA_BUILD_TESTS=OFF -DKORVA_BUILD_TOOLS=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo
-cmake --build "$build" -j"$(nproc)" --target avi_read_fuzzer
+    -DKORVA_FUZZ=ON -DKORVA_BUILD_TESTS=OFF -DKORVA_BUILD_TOOLS=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake --build "$build" -j"$(nproc)" --target "${target}_fuzzer"
 
 # --- Run. -------------------------------------------------------------------------
 mkdir -p "$work/corpus" "$artifacts"
-for seed in "$root"/fuzz/corpus/*; do
+for seed in "$root/fuzz/corpus/$target"/*; do
     [[ -e $work/corpus/$(basename "$seed") ]] || cp "$seed" "$work/corpus/"
 done
+dict=()
+[[ -f $root/fuzz/$target.dict ]] && dict=(-dict="$root/fuzz/$target.dict")
 
 # Inputs that libFuzzer writes (or writes again) during this run are newer
 # than this stamp.
-stamp=$build/fuzz.start
+stamp=$work/fuzz.start
 touch "$stamp"
 findings() {
     find "$artifacts" -maxdepth 1 -type f -newer "$stamp" \( -name 'crash-*' -o -name 'leak-*' \
@@ -67,12 +76,12 @@ findings() {
 
 # Fork mode goes on after a crash, so one shallow fault does not hide the
 # others for the rest of the run; each crash input still lands in artifacts/.
-log=$build/fuzz.log
+log=$work/fuzz.log
 set +e
-(cd "$work" && "$build/fuzz/avi_read_fuzzer" \
+(cd "$work" && "$build/fuzz/${target}_fuzzer" \
     -fork="$jobs" -ignore_crashes=1 \
     -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=8192 \
-    -dict="$root/fuzz/avi.dict" -artifact_prefix="$artifacts/" -print_final_stats=1 \
+    "${dict[@]}" -artifact_prefix="$artifacts/" -print_final_stats=1 \
     "$work/corpus") 2>&1 | tee "$log"
 status=${PIPESTATUS[0]}
 set -e
@@ -82,8 +91,8 @@ echo "----"
 grep -E '^#[0-9]+: cov:' "$log" | tail -n 1 || true
 echo "corpus: $(find "$work/corpus" -type f | wc -l) inputs in $work/corpus"
 if [[ -n $found || $status -ne 0 ]]; then
-    echo "the fuzzer failed (exit $status); failing inputs, see also $log:" >&2
+    echo "the $target fuzzer failed (exit $status); failing inputs, see also $log:" >&2
     echo "$found" >&2
     exit 1
 fi
-echo "no crash in ${seconds}s"
+echo "$target: no crash in ${seconds}s"

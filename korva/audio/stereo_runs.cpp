@@ -84,7 +84,9 @@ __attribute__((target("avx2"))) void joinAvx2(const float* left, const float* ri
 // GCC 12 reports an undefined operand inside its own AVX-512 headers here
 // (the unused pass-through of the unmasked forms); the code is not affected.
 #pragma GCC diagnostic push
+#if !defined(__clang__)
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 #define KORVA_AVX512 __attribute__((target("avx512f,avx512bw")))
 
 KORVA_AVX512 void splitAvx512(const int16_t* in, float* left, float* right, int frames) {

@@ -118,7 +118,9 @@ const Rgb555Controls& rgb555Controls() {
 // GCC 12 reports an undefined operand inside its own AVX-512 headers here
 // (the unused pass-through of the unmasked forms); the code is not affected.
 #pragma GCC diagnostic push
+#if !defined(__clang__)
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 __attribute__((target("avx512f,avx512bw,avx512vbmi"))) void rgb555RunAvx512(const uint8_t* src, uint8_t* out,
                                                                            uint64_t pixels) {
     const auto& gather = rgb555Controls().gather;

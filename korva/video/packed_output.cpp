@@ -26,15 +26,16 @@ template <int N> struct SourcePlanes {
 // 3i of the pixels is first[i], 3i + 1 second[i], 3i + 2 third[i]. Each part
 // takes the first two channels' bytes, then the third's.
 inline void joinThrees(Bytes16 first, Bytes16 second, Bytes16 third, uint8_t* pixels) {
-    const Bytes16 part0 = __builtin_shuffle(first, second, Bytes16{0, 16, 0, 1, 17, 0, 2, 18, 0, 3, 19, 0, 4, 20, 0, 5});
-    const Bytes16 part1 = __builtin_shuffle(first, second, Bytes16{21, 0, 6, 22, 0, 7, 23, 0, 8, 24, 0, 9, 25, 0, 10, 26});
-    const Bytes16 part2 = __builtin_shuffle(first, second, Bytes16{0, 11, 27, 0, 12, 28, 0, 13, 29, 0, 14, 30, 0, 15, 31, 0});
+    const Bytes16 part0 = KORVA_SHUFFLE(Bytes16, first, second, 0, 16, 0, 1, 17, 0, 2, 18, 0, 3, 19, 0, 4, 20, 0, 5);
+    const Bytes16 part1 = KORVA_SHUFFLE(Bytes16, first, second, 21, 0, 6, 22, 0, 7, 23, 0, 8, 24, 0, 9, 25, 0, 10, 26);
+    const Bytes16 part2 =
+        KORVA_SHUFFLE(Bytes16, first, second, 0, 11, 27, 0, 12, 28, 0, 13, 29, 0, 14, 30, 0, 15, 31, 0);
     storeBytes16(pixels,
-                 __builtin_shuffle(part0, third, Bytes16{0, 1, 16, 3, 4, 17, 6, 7, 18, 9, 10, 19, 12, 13, 20, 15}));
+                 KORVA_SHUFFLE(Bytes16, part0, third, 0, 1, 16, 3, 4, 17, 6, 7, 18, 9, 10, 19, 12, 13, 20, 15));
     storeBytes16(pixels + 16,
-                 __builtin_shuffle(part1, third, Bytes16{0, 21, 2, 3, 22, 5, 6, 23, 8, 9, 24, 11, 12, 25, 14, 15}));
+                 KORVA_SHUFFLE(Bytes16, part1, third, 0, 21, 2, 3, 22, 5, 6, 23, 8, 9, 24, 11, 12, 25, 14, 15));
     storeBytes16(pixels + 32,
-                 __builtin_shuffle(part2, third, Bytes16{26, 1, 2, 27, 4, 5, 28, 7, 8, 29, 10, 11, 30, 13, 14, 31}));
+                 KORVA_SHUFFLE(Bytes16, part2, third, 26, 1, 2, 27, 4, 5, 28, 7, 8, 29, 10, 11, 30, 13, 14, 31));
 }
 
 // count bytes of each channel into packed pixels, in address order.
@@ -95,22 +96,25 @@ constexpr int BAND_LINES = 128;
 // the pixels of the low half go to low, those of the high half to high.
 inline void joinThreesOfTwoLines(const Bytes32& first, const Bytes32& second, const Bytes32& third, uint8_t* low,
                                  uint8_t* high) {
-    const Bytes32 part0 = __builtin_shuffle(first, second, Bytes32{0,  32, 0,  1,  33, 0,  2,  34, 0,  3,  35,
-                                                                   0,  4,  36, 0,  5,  16, 48, 16, 17, 49, 16,
-                                                                   18, 50, 16, 19, 51, 16, 20, 52, 16, 21});
-    const Bytes32 part1 = __builtin_shuffle(first, second, Bytes32{37, 0,  6,  38, 0,  7,  39, 0,  8,  40, 0,
-                                                                   9,  41, 0,  10, 42, 53, 16, 22, 54, 16, 23,
-                                                                   55, 16, 24, 56, 16, 25, 57, 16, 26, 58});
-    const Bytes32 part2 = __builtin_shuffle(first, second, Bytes32{0,  11, 43, 0,  12, 44, 0,  13, 45, 0,  14,
-                                                                   46, 0,  15, 47, 0,  16, 27, 59, 16, 28, 60,
-                                                                   16, 29, 61, 16, 30, 62, 16, 31, 63, 16});
+    const Bytes32 part0 = KORVA_SHUFFLE(Bytes32, first, second,
+                                        0, 32, 0, 1, 33, 0, 2, 34, 0, 3, 35, 0, 4, 36, 0, 5,
+                                        16, 48, 16, 17, 49, 16, 18, 50, 16, 19, 51, 16, 20, 52, 16, 21);
+    const Bytes32 part1 = KORVA_SHUFFLE(Bytes32, first, second,
+                                        37, 0, 6, 38, 0, 7, 39, 0, 8, 40, 0, 9, 41, 0, 10, 42,
+                                        53, 16, 22, 54, 16, 23, 55, 16, 24, 56, 16, 25, 57, 16, 26, 58);
+    const Bytes32 part2 = KORVA_SHUFFLE(Bytes32, first, second,
+                                        0, 11, 43, 0, 12, 44, 0, 13, 45, 0, 14, 46, 0, 15, 47, 0,
+                                        16, 27, 59, 16, 28, 60, 16, 29, 61, 16, 30, 62, 16, 31, 63, 16);
     const Bytes32 pixels[3] = {
-        __builtin_shuffle(part0, third, Bytes32{0,  1,  32, 3,  4,  33, 6,  7,  34, 9,  10, 35, 12, 13, 36, 15,
-                                                16, 17, 48, 19, 20, 49, 22, 23, 50, 25, 26, 51, 28, 29, 52, 31}),
-        __builtin_shuffle(part1, third, Bytes32{0,  37, 2,  3,  38, 5,  6,  39, 8,  9,  40, 11, 12, 41, 14, 15,
-                                                16, 53, 18, 19, 54, 21, 22, 55, 24, 25, 56, 27, 28, 57, 30, 31}),
-        __builtin_shuffle(part2, third, Bytes32{42, 1,  2,  43, 4,  5,  44, 7,  8,  45, 10, 11, 46, 13, 14, 47,
-                                                58, 17, 18, 59, 20, 21, 60, 23, 24, 61, 26, 27, 62, 29, 30, 63})};
+        KORVA_SHUFFLE(Bytes32, part0, third,
+                      0, 1, 32, 3, 4, 33, 6, 7, 34, 9, 10, 35, 12, 13, 36, 15,
+                      16, 17, 48, 19, 20, 49, 22, 23, 50, 25, 26, 51, 28, 29, 52, 31),
+        KORVA_SHUFFLE(Bytes32, part1, third,
+                      0, 37, 2, 3, 38, 5, 6, 39, 8, 9, 40, 11, 12, 41, 14, 15,
+                      16, 53, 18, 19, 54, 21, 22, 55, 24, 25, 56, 27, 28, 57, 30, 31),
+        KORVA_SHUFFLE(Bytes32, part2, third,
+                      42, 1, 2, 43, 4, 5, 44, 7, 8, 45, 10, 11, 46, 13, 14, 47,
+                      58, 17, 18, 59, 20, 21, 60, 23, 24, 61, 26, 27, 62, 29, 30, 63)};
     for (int k = 0; k < 3; ++k) {
         std::memcpy(low + 16 * k, reinterpret_cast<const uint8_t*>(&pixels[k]), 16);
         std::memcpy(high + 16 * k, reinterpret_cast<const uint8_t*>(&pixels[k]) + 16, 16);

@@ -133,9 +133,11 @@ TEST(AudioWalks, MapsAndConvertCopyMatchTheirPlainWalks) {
         const int64_t count = std::max<int64_t>(int32_t(uint32_t(samples) * uint32_t(channels)), 0);
         Steps steps;
         for (int64_t i = 0; i < count; ++i) steps.push_back({i, i});
-        expectWalks(steps, std::max<int64_t>(count, 1), count, false, [&](int e, bool, auto in, auto out) {
-            MM_GetAudioConvertCopyFcn(TYPES[e / 6], TYPES[e % 6])(in, out, samples, channels);
-        });
+        // Copies: a lambda cannot capture a structured binding before C++20.
+        expectWalks(steps, std::max<int64_t>(count, 1), count, false,
+                    [&, samples = samples, channels = channels](int e, bool, auto in, auto out) {
+                        MM_GetAudioConvertCopyFcn(TYPES[e / 6], TYPES[e % 6])(in, out, samples, channels);
+                    });
     }
 }
 

@@ -119,7 +119,7 @@ TEST(AviWriter, ConfigurationErrorsAndOverflow) {
     EXPECT_EQ(code(f, [&] { f.setVideoInfo(4, 2, 25.0, "", 12); }), avi::errors::INVALID_BITS_PER_PIXEL);
     for (auto [n, want] : {std::pair{257, avi::errors::COLORMAP_TOO_LARGE}, {256, avi::errors::NO_ERROR},
                            {3, avi::errors::COLORMAP_NOT_EMPTY}})
-        EXPECT_EQ(code(f, [&] { f.setColormap(std::vector<avi::tagRGBQUAD>(n)); }), want) << n;
+        EXPECT_EQ(code(f, [&, n = n] { f.setColormap(std::vector<avi::tagRGBQUAD>(n)); }), want) << n;
     EXPECT_EQ(code(notWriting, [&] { notWriting.setColormap({{1, 2, 3, 0}}); }), avi::errors::COLORMAP_DURING_READ);
     f.close(); // no stream configured: nothing is written
     EXPECT_EQ(sizeOf(tmp("bad.avi")), 0u);
