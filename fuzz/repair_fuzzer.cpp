@@ -70,7 +70,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // 24- and 32-bit audio opens with the reader's note that it is unusual.
     check(error == 0 || error == avi::errors::UNSUPPORTED_AUDIO_STREAM, "the repaired file opens with an error");
     std::vector<char> frame;
-    for (long n = 0; n < repaired.getVideoTotalFrames(); ++n) {
+    // Without video the frame total counts audio chunks: nothing to read then.
+    for (long n = 0; repaired.hasVideo() && n < repaired.getVideoTotalFrames(); ++n) {
         frame.resize(std::max(repaired.getRawVideoFrameSize(n), repaired.getRGB24VideoFrameSize()));
         repaired.readVideoFrame(frame.data(), n);
         check(repaired.getErrorCode() == 0, "a repaired frame does not read");

@@ -3,7 +3,7 @@
 #
 # Usage: fuzz/run.sh SECONDS [JOBS] [TARGET]
 #
-# TARGET is avi_read (the default), avi_write or kernel (fuzz/CMakeLists.txt
+# TARGET is avi_read (the default), avi_write, kernel or repair (fuzz/CMakeLists.txt
 # tells what each takes). The fuzzer works on a copy of fuzz/corpus/TARGET in
 # build-fuzz/work/TARGET, which keeps what it finds from run to run; the seeds
 # in the repository stay as they are. fuzz/TARGET.dict is used where there is
@@ -23,7 +23,7 @@ seconds=$1
 jobs=${2:-1}
 target=${3:-avi_read}
 [[ $seconds =~ ^[0-9]+$ && $jobs =~ ^[1-9][0-9]*$ ]] || usage
-[[ $target == avi_read || $target == avi_write || $target == kernel ]] || usage
+[[ $target == avi_read || $target == avi_write || $target == kernel || $target == repair ]] || usage
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build=${KORVA_FUZZ_BUILD:-$root/build-fuzz}

@@ -49,7 +49,7 @@ tsan() {
 # The fuzzers' own output is long; it is shown when they fail.
 fuzz() {
   mkdir -p build-fuzz
-  for target in avi_read avi_write kernel; do
+  for target in avi_read avi_write kernel repair; do
     local log=build-fuzz/$target.out
     bash fuzz/run.sh 60 1 "$target" >"$log" 2>&1 || {
       tail -n 40 "$log"
