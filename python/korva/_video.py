@@ -83,11 +83,11 @@ class VideoReader(_OpenFile):
     """
 
     def __init__(self, path, dtype=numpy.uint8, order="C"):
+        self.path = _path(path)
         self._dtype, self._type = video_type(dtype)
         self._column_order = _order(order)
         self._order = order
-        self._handle = _korva.FrameReader(_path(path))
-        self.path = _path(path)
+        self._handle = _korva.FrameReader(self.path)
         if self._handle.warning:
             warnings.warn(AviWarning(f"{self.path}: {self._handle.warning}"), stacklevel=2)
 

@@ -12,7 +12,7 @@ import pytest
 import korva
 
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
-CORPUS = REPOSITORY / "fuzz" / "corpus"
+CORPUS = REPOSITORY / "fuzz" / "corpus" / "avi_read"
 
 # Every element type the package serves, as numpy dtypes.
 DTYPES = [numpy.uint8, numpy.int8, numpy.uint16, numpy.int16, numpy.uint32, numpy.int32, numpy.float32,

@@ -66,6 +66,11 @@ std::string ourSound(const std::string& path) {
 
 void writeBytes(const std::string& path, const Bytes& bytes) { korvatest::writeFile(path, bytes); }
 
+// Where a chunk id first stands in bytes, from an offset on.
+size_t findId(const Bytes& bytes, const std::string& id, size_t from = 0) {
+    return size_t(std::search(bytes.begin() + long(from), bytes.end(), id.begin(), id.end()) - bytes.begin());
+}
+
 } // namespace
 
 TEST(Repair, HealthyFilesComeOutAsTheyWentIn) {
@@ -112,8 +117,7 @@ TEST(Repair, AbsoluteIdx1OffsetsAndDamagedIndexes) {
     korvatest::BuiltAvi built = korvatest::buildAvi(plan);
     // Some writers count idx1 offsets from the start of the file: move every
     // entry by the position of "movi".
-    const size_t idx1 = size_t(std::search(built.bytes.begin(), built.bytes.end(), "idx1", "idx1" + 4) -
-                               built.bytes.begin());
+    const size_t idx1 = findId(built.bytes, "idx1");
     for (size_t entry = idx1 + 8; entry + 16 <= built.bytes.size(); entry += 16) {
         uint32_t offset;
         std::memcpy(&offset, &built.bytes[entry + 8], 4);
@@ -146,9 +150,8 @@ TEST(Repair, CopiesCutShortKeepTheirCompleteFrames) {
     Bytes bytes = fileBytes(whole);
     // Half way through the seventh frame's chunk.
     const uint64_t pair = 8 + r.frameBytes() + 8 + r.audioChunk;
-    const size_t first = size_t(std::search(bytes.begin(), bytes.end(), "00db", "00db" + 4) - bytes.begin());
-    const size_t first_chunk = size_t(std::search(bytes.begin() + long(first) + 4, bytes.end(), "00db", "00db" + 4) -
-                                      bytes.begin());
+    // The id stands first in the header's index of indexes, then at the first chunk.
+    const size_t first_chunk = findId(bytes, "00db", findId(bytes, "00db") + 4);
     bytes.resize(first_chunk + 6 * pair + 8 + r.frameBytes() / 2);
     writeBytes(cut, bytes);
     const RepairRun result = repair(cut, out);
@@ -165,7 +168,7 @@ TEST(Repair, FormatsFromTheCommandLineMustFitTheChunks) {
     const std::string in = dir.path("in.avi"), hole = dir.path("hole.avi"), out = dir.path("out.avi");
     writeRecording(in, r, 4);
     Bytes bytes = fileBytes(in);
-    const size_t header = size_t(std::search(bytes.begin() + 1000, bytes.end(), "00db", "00db" + 4) - bytes.begin());
+    const size_t header = findId(bytes, "00db", 1000);
     std::fill(bytes.begin(), bytes.begin() + long(header), 0);
     writeBytes(hole, bytes);
 
