@@ -96,16 +96,28 @@ def read_video(paths, dtype=numpy.uint8, frames_per_chunk=None, order="C"):
     # time of change tell, so that a rewritten file is never served from a
     # cache of the old one.
     stamps = [(path, os.stat(path).st_size, os.stat(path).st_mtime_ns) for path in files]
-    name = "korva-read-video-" + tokenize(stamps, dtype.str, order, frames_per_chunk)
-    graph, counts = {}, []
-    for path, fact in zip(files, facts):
-        for start, stop in _frame_ranges(fact["frame_count"], frames_per_chunk):
-            graph[(name, len(counts), 0, 0, 0)] = (_read_frames, path, start, stop, dtype.str, order)
-            counts.append(stop - start)
-    chunks = (tuple(counts) or (0,), (height,), (width,), (3,))
-    if not counts:
+    token = tokenize(stamps, dtype.str, order, frames_per_chunk)
+    ranges = [(path, start, stop) for path, fact in zip(files, facts)
+              for start, stop in _frame_ranges(fact["frame_count"], frames_per_chunk)]
+    if not ranges:
         return dask.array.zeros((0, height, width, 3), dtype=dtype, chunks=(1, height, width, 3))
-    return dask.array.Array(graph, name, chunks, dtype=dtype)
+    # A table of (path, first, end) a chunk, itself a Dask array of one entry
+    # a chunk; reading is a block-wise step over it, so that Dask fuses it
+    # with the block-wise steps that follow (a reduction's per-chunk part):
+    # a chunk's frames are then read and reduced in one task, and never kept.
+    table = numpy.empty(len(ranges), dtype=object)
+    table[:] = ranges
+    entries = dask.array.from_array(table, chunks=1, name="korva-chunks-" + token)
+    counts = tuple(stop - start for _, start, stop in ranges)
+    return entries.map_blocks(_read_block, dtype.str, order, new_axis=[1, 2, 3],
+                              chunks=(counts, (height,), (width,), (3,)), dtype=dtype,
+                              meta=numpy.empty((0, 0, 0, 0), dtype=dtype), name="korva-read-video-" + token)
+
+
+def _read_block(entry, dtype, order):
+    """The block-wise step: the frames of the one table entry of this chunk."""
+    path, start, stop = entry[0]
+    return _read_frames(path, start, stop, dtype, order)
 
 
 def _read_samples(path, count, dtype):
