@@ -64,16 +64,16 @@ TEST(KilledWriter, RepairGetsBackExactlyTheChunksThatAreCompleteInTheFile) {
 
         const uint64_t size = sizeOf(killed);
         uint64_t frames = count, audioChunks = count;
-        if (progress->closing == 0) {
-            // The file is the writer's bytes up to the kill: count the chunks
-            // that end inside it.
+        if (progress->closing != 2) {
+            // The file is the writer's bytes up to the kill, in order: count
+            // the chunks that end inside it. A close under way may not have
+            // flushed the last chunk's tail from the stream buffer yet.
             const uint64_t chunks = size > first ? size - first : 0;
             frames = std::min<uint64_t>(count, (chunks + pair - (8 + r.frameBytes())) / pair);
             audioChunks = std::min<uint64_t>(count, chunks / pair);
             const uint64_t into = chunks % pair;
-            if (size > first && into != 0 && into != 8 + r.frameBytes()) ++insideChunk;
-        } else if (progress->closing == 1) {
-            ++insideClose;
+            if (progress->closing == 1) ++insideClose;
+            else if (size > first && into != 0 && into != 8 + r.frameBytes()) ++insideChunk;
         } else {
             ++finished;
         }
