@@ -6,7 +6,7 @@ include(CMakePackageConfigHelpers)
 
 set(KORVA_PUBLIC_HEADERS
   korva/korva.h
-  korva/core/types.h korva/core/media_types.h korva/core/sync.h korva/core/frames.h
+  korva/core/export.h korva/core/types.h korva/core/media_types.h korva/core/sync.h korva/core/frames.h
   korva/filesystem/filesystem.h
   korva/avi/errors.h korva/avi/records.h korva/avi/file.h
   korva/video/traits.h korva/video/dispatch.h

@@ -1,6 +1,8 @@
 #ifndef KORVA_AUDIO_SCALED_H
 #define KORVA_AUDIO_SCALED_H
 
+#include <korva/core/export.h>
+
 // Scaled doubles: doubles that carry the stored integer of a fixed-point word.
 // These kernels move whole arrays between such doubles and the words of six
 // sizes. Nothing is scaled: a value stays the same number and only its
@@ -21,7 +23,7 @@ typedef void (*MMDoubleToFixFcn)(const double* in, void* out, int count);
 
 // Entries SCALED_UINT8 to SCALED_INT32 are kernels; SCALED_NONE and 7 give
 // null. The index is not tested: no other value may be passed.
-MMFixToDoubleFcn MM_GetFixToDoubleFcn(ScaledDoubleFunctionIndex index);
-MMDoubleToFixFcn MM_GetDoubleToFixFcn(ScaledDoubleFunctionIndex index);
+KORVA_API MMFixToDoubleFcn MM_GetFixToDoubleFcn(ScaledDoubleFunctionIndex index);
+KORVA_API MMDoubleToFixFcn MM_GetDoubleToFixFcn(ScaledDoubleFunctionIndex index);
 
 #endif

@@ -1,6 +1,8 @@
 #ifndef KORVA_AUDIO_SELECTORS_H
 #define KORVA_AUDIO_SELECTORS_H
 
+#include <korva/core/export.h>
+
 // Audio kernel shapes and the selectors that hand kernels out. A caller asks
 // once, during set-up, by source and destination type, keeps the pointer and
 // calls it once a frame.
@@ -44,17 +46,17 @@ typedef void (*MMAudioEmptyFcn)(const void* ignored, void* out, int samples, int
 // position(source) x 6 + position(destination), the positions being double 0,
 // single 1, int32 2, int24 3, int16 4, uint8 5. The destination is looked at
 // only once the source has passed.
-int GetConvertIndex(AudioDataType source, AudioDataType destination);
+KORVA_API int GetConvertIndex(AudioDataType source, AudioDataType destination);
 
-MMAudioConvertCopyFcn MM_GetAudioConvertCopyFcn(AudioDataType source, AudioDataType destination);
+KORVA_API MMAudioConvertCopyFcn MM_GetAudioConvertCopyFcn(AudioDataType source, AudioDataType destination);
 
 // fromInterleaved true picks the interleaved to planar form, false the planar
 // to interleaved one.
-MMAudioConvertCopyWithMapFcn MM_GetAudioConvertCopyWithMapFcn(AudioDataType source, AudioDataType destination,
+KORVA_API MMAudioConvertCopyWithMapFcn MM_GetAudioConvertCopyWithMapFcn(AudioDataType source, AudioDataType destination,
                                                               bool fromInterleaved);
-MMAudioTransposeCopyFcn MM_GetAudioTransposeCopyFcn(AudioDataType source, AudioDataType destination,
+KORVA_API MMAudioTransposeCopyFcn MM_GetAudioTransposeCopyFcn(AudioDataType source, AudioDataType destination,
                                                     bool fromInterleaved);
 
-MMAudioEmptyFcn MM_GetAudioEmptyFcn(AudioDataType type);
+KORVA_API MMAudioEmptyFcn MM_GetAudioEmptyFcn(AudioDataType type);
 
 #endif

@@ -1,6 +1,8 @@
 #ifndef KORVA_AVI_FILE_H
 #define KORVA_AVI_FILE_H
 
+#include <korva/core/export.h>
+
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -22,7 +24,7 @@ namespace avi {
 // size of the first one; in a well-formed file that is every frame's size.)
 //
 // An object serves one thread at a time.
-class File {
+class KORVA_API File {
 public:
     static const int32_t DEFAULT_BITS_PER_PIXEL;
     static const int64_t INVALID_FRAME_INDEX;

@@ -1,6 +1,8 @@
 #ifndef KORVA_CORE_FRAMES_H
 #define KORVA_CORE_FRAMES_H
 
+#include <korva/core/export.h>
+
 // Reference-counted blocks of media bytes that travel through the frame
 // queues. No class here has virtual functions: Release frees any frame
 // through the base class, so the derived classes add only plain fields.
@@ -8,7 +10,7 @@
 #include <atomic>
 #include <cstdint>
 
-class MMFrame {
+class KORVA_API MMFrame {
 public:
     MMFrame() = default;
     // Frees data with delete[] if it is set.
@@ -31,7 +33,7 @@ public:
 };
 
 // A block of interleaved audio samples, consumed in bites from position on.
-class AudioFrame : public MMFrame {
+class KORVA_API AudioFrame : public MMFrame {
 public:
     // A size below 1 changes nothing. Otherwise a new buffer of size bytes,
     // filled from source unless it is null; meant to be called once.
@@ -41,7 +43,7 @@ public:
 };
 
 // A packed picture with two values that travel with it for the caller.
-class VideoFrame : public MMFrame {
+class KORVA_API VideoFrame : public MMFrame {
 public:
     // Stores size and the stamps, allocates a buffer only if there is none
     // yet (a pooled frame keeps its own, made at the largest size), and

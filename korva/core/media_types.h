@@ -1,6 +1,8 @@
 #ifndef KORVA_CORE_MEDIA_TYPES_H
 #define KORVA_CORE_MEDIA_TYPES_H
 
+#include <korva/core/export.h>
+
 #include <cstdint>
 
 // The sample and pixel vocabulary shared by the kernels, the selectors and the
@@ -55,15 +57,15 @@ enum ScaledDoubleFunctionIndex : int32_t {
 
 // Bytes of one sample or element, indexed by the enumeration without a range
 // test: only valid values may be used.
-extern const int32_t audioDataTypeSize[11];
-extern const int32_t videoDataTypeSize[9];
+extern KORVA_API const int32_t audioDataTypeSize[11];
+extern KORVA_API const int32_t videoDataTypeSize[9];
 
 // Exactly four bytes, case-sensitive; no terminator is needed or looked for.
-FourCCType getFourccEnum(const char* fourcc);
+KORVA_API FourCCType getFourccEnum(const char* fourcc);
 
 // 8-bit integer audio is unsigned, wider integer audio signed; any depth
 // without a type gives AUDIO_LOGICAL, which the audio selectors then refuse.
-AudioDataType getAudioDataType(int bitsPerSample, bool isFloat);
+KORVA_API AudioDataType getAudioDataType(int bitsPerSample, bool isFloat);
 
 // Frame geometry. Widths and heights count pixels; y counts from the top line
 // of the picture, x from the left column.

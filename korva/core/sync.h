@@ -1,6 +1,8 @@
 #ifndef KORVA_CORE_SYNC_H
 #define KORVA_CORE_SYNC_H
 
+#include <korva/core/export.h>
+
 #include <cstdint>
 #include <pthread.h>
 #include <sys/time.h>
@@ -11,7 +13,7 @@
 // neither can be copied.
 
 // A plain, non-recursive lock with default attributes.
-class Mutex {
+class KORVA_API Mutex {
 public:
     Mutex();
     ~Mutex();
@@ -30,7 +32,7 @@ private:
 // A counting semaphore with no upper limit. Its waits make a single pass over
 // the condition, with no loop: a wake-up that finds no permit returns anyway,
 // so callers re-check the state they waited for.
-class Semaphore {
+class KORVA_API Semaphore {
 public:
     explicit Semaphore(int initialCount);
     ~Semaphore();

@@ -1,6 +1,8 @@
 #ifndef KORVA_QUEUE_AUDIO_QUEUE_H
 #define KORVA_QUEUE_AUDIO_QUEUE_H
 
+#include <korva/core/export.h>
+
 // Blocks of interleaved audio from a producer to a consumer, who takes them
 // in reads of any size and converts them on the way out. A read never spans
 // two frames, and an empty queue gives silence without waiting.
@@ -9,7 +11,7 @@
 #include <korva/core/media_types.h>
 #include <korva/queue/frame_queue.h>
 
-class MMAudioQueue : public MMFrameQueue {
+class KORVA_API MMAudioQueue : public MMFrameQueue {
 public:
     // Frames hold interleaved samples of frameType; reads deliver outputType,
     // laid out as the transpose copy to planes lays it out. An unsupported

@@ -1,6 +1,8 @@
 #ifndef KORVA_QUEUE_FRAME_QUEUE_H
 #define KORVA_QUEUE_FRAME_QUEUE_H
 
+#include <korva/core/export.h>
+
 // What the audio and the video queue share: a bounded list of frames handed
 // from one producing thread to one consuming thread, a lock with a shared
 // mode for the consumer and an exclusive one for changes of the list's shape,
@@ -15,7 +17,7 @@
 #include <list>
 #include <pthread.h>
 
-class MMFrameQueue {
+class KORVA_API MMFrameQueue {
 public:
     // Appends a frame at the back and takes over the caller's hold on it.
     void enqueueFrame(MMFrame* frame);

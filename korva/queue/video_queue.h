@@ -1,6 +1,8 @@
 #ifndef KORVA_QUEUE_VIDEO_QUEUE_H
 #define KORVA_QUEUE_VIDEO_QUEUE_H
 
+#include <korva/core/export.h>
+
 // Packed pictures from a producer to a consumer, who reads the oldest one
 // into planes of its own element type, or a blank picture when none is
 // queued. Frames come from a pool made once at the largest size a frame can
@@ -10,7 +12,7 @@
 #include <korva/queue/frame_queue.h>
 #include <korva/video/dispatch.h>
 
-class MMVideoQueue : public MMFrameQueue {
+class KORVA_API MMVideoQueue : public MMFrameQueue {
 public:
     // Picks the input kernel for the format pair and the empty kernel for the
     // planes; either may be null for a pair or type without one, and the

@@ -1,6 +1,8 @@
 #ifndef KORVA_VIDEO_DISPATCH_H
 #define KORVA_VIDEO_DISPATCH_H
 
+#include <korva/core/export.h>
+
 // Kernel shapes and the selectors that hand kernels out. A caller asks once,
 // during set-up, by format pair and VideoDataType, keeps the pointer and calls
 // it once a frame. Every selector answers a type outside the enumeration, or a
@@ -39,42 +41,43 @@ typedef void (*MMRawPlanarConvertFcn)(const void* in, void* out, int width, int 
 
 // Input selectors. Each one also builds EightBitLUT of its type, which its
 // kernels read: a kernel may only be called after its selector has run.
-MMVideoInputFcn MM_GetRGBToRGBChannelsInputFcn(VideoDataType type);
-MMVideoInputFcn MM_GetRGBToRGBChannelsInputFcn_mmr(VideoDataType type);
-MMVideoInputFcn MM_GetRGBToIntensityChannelsInputFcn(VideoDataType type);
-MMVideoInputFcn MM_GetRGBToIntensityChannelsInputFcn_mmr(VideoDataType type);
-MMVideoInputFcn MM_GetRGBToYCbCrChannelsInputFcn(VideoDataType type);
-MMVideoInputFcn MM_GetRGBToYCbCrChannelsInputFcn_mmr(VideoDataType type);
-MMVideoInputFcn MM_GetYCbCrToRGBChannelsInputFcn(VideoDataType type);
-MMVideoInputFcn MM_GetYCbCrToIntensityChannelsInputFcn(VideoDataType type);
-MMVideoInputFcn MM_GetYCbCrToYCbCrChannelsInputFcn(VideoDataType type);
+KORVA_API MMVideoInputFcn MM_GetRGBToRGBChannelsInputFcn(VideoDataType type);
+KORVA_API MMVideoInputFcn MM_GetRGBToRGBChannelsInputFcn_mmr(VideoDataType type);
+KORVA_API MMVideoInputFcn MM_GetRGBToIntensityChannelsInputFcn(VideoDataType type);
+KORVA_API MMVideoInputFcn MM_GetRGBToIntensityChannelsInputFcn_mmr(VideoDataType type);
+KORVA_API MMVideoInputFcn MM_GetRGBToYCbCrChannelsInputFcn(VideoDataType type);
+KORVA_API MMVideoInputFcn MM_GetRGBToYCbCrChannelsInputFcn_mmr(VideoDataType type);
+KORVA_API MMVideoInputFcn MM_GetYCbCrToRGBChannelsInputFcn(VideoDataType type);
+KORVA_API MMVideoInputFcn MM_GetYCbCrToIntensityChannelsInputFcn(VideoDataType type);
+KORVA_API MMVideoInputFcn MM_GetYCbCrToYCbCrChannelsInputFcn(VideoDataType type);
 
 // Empty selectors build EightBitLUT too, though their kernels do not read it.
 // VIDEO_LOGICAL has no empty kernel.
-MMVideoEmptyFcn MM_GetToRGBChannelsEmptyFcn(VideoDataType type);
-MMVideoEmptyFcn MM_GetToIntensityChannelsEmptyFcn(VideoDataType type);
-MMVideoEmptyFcn MM_GetToYCbCrChannelsEmptyFcn(VideoDataType type);
+KORVA_API MMVideoEmptyFcn MM_GetToRGBChannelsEmptyFcn(VideoDataType type);
+KORVA_API MMVideoEmptyFcn MM_GetToIntensityChannelsEmptyFcn(VideoDataType type);
+KORVA_API MMVideoEmptyFcn MM_GetToYCbCrChannelsEmptyFcn(VideoDataType type);
 
 // Output and convert copy kernels read no table, so these selectors build none.
-MMVideoOutputFcn MM_GetRGBToRGBChannelsOutputFcn(VideoDataType type);
-MMVideoOutputFcn MM_GetIntensityToRGBChannelsOutputFcn(VideoDataType type);
-MMVideoOutputFcn MM_GetYCbCrToRGBChannelsOutputFcn(VideoDataType type);
-MMVideoOutputFcn MM_GetRGBToYCbCrChannelsOutputFcn(VideoDataType type);
-MMVideoOutputFcn MM_GetIntensityToYCbCrChannelsOutputFcn(VideoDataType type);
-MMVideoOutputFcn MM_GetYCbCrToYCbCrChannelsOutputFcn(VideoDataType type);
-MMVideoConvertCopyFcn MM_GetRGBToRGB24ChannelsConvertCopyFcn(VideoDataType type);
-MMVideoConvertCopyFcn MM_GetIntensityToRGB24ChannelsConvertCopyFcn(VideoDataType type);
+KORVA_API MMVideoOutputFcn MM_GetRGBToRGBChannelsOutputFcn(VideoDataType type);
+KORVA_API MMVideoOutputFcn MM_GetIntensityToRGBChannelsOutputFcn(VideoDataType type);
+KORVA_API MMVideoOutputFcn MM_GetYCbCrToRGBChannelsOutputFcn(VideoDataType type);
+KORVA_API MMVideoOutputFcn MM_GetRGBToYCbCrChannelsOutputFcn(VideoDataType type);
+KORVA_API MMVideoOutputFcn MM_GetIntensityToYCbCrChannelsOutputFcn(VideoDataType type);
+KORVA_API MMVideoOutputFcn MM_GetYCbCrToYCbCrChannelsOutputFcn(VideoDataType type);
+KORVA_API MMVideoConvertCopyFcn MM_GetRGBToRGB24ChannelsConvertCopyFcn(VideoDataType type);
+KORVA_API MMVideoConvertCopyFcn MM_GetIntensityToRGB24ChannelsConvertCopyFcn(VideoDataType type);
 
 // A pair of element types, in and out; builds no table.
-MMRawPlanarConvertFcn MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(VideoDataType in, VideoDataType out);
+KORVA_API MMRawPlanarConvertFcn MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(VideoDataType in, VideoDataType out);
 
 // Format dispatchers: the source format comes first. They route to one of the
 // selectors above and pass the type on untested; a pair without a family gives
 // null and builds no table. mmr picks the three-plane source of an RGB frame
 // and is ignored for YUY2, which has no such form.
-MMVideoInputFcn MM_GetVideoInputFcn(FourCCType frameFormat, FourCCType planeFormat, VideoDataType type, bool mmr);
-MMVideoOutputFcn MM_GetVideoOutputFcn(FourCCType planeFormat, FourCCType frameFormat, VideoDataType type);
-MMVideoEmptyFcn MM_GetVideoEmptyFcn(FourCCType planeFormat, VideoDataType type);
+KORVA_API MMVideoInputFcn MM_GetVideoInputFcn(FourCCType frameFormat, FourCCType planeFormat, VideoDataType type,
+                                              bool mmr);
+KORVA_API MMVideoOutputFcn MM_GetVideoOutputFcn(FourCCType planeFormat, FourCCType frameFormat, VideoDataType type);
+KORVA_API MMVideoEmptyFcn MM_GetVideoEmptyFcn(FourCCType planeFormat, VideoDataType type);
 
 // The routing behind the dispatchers, on its own: which selector a format
 // pair leads to, or null. Nothing is built.
@@ -82,8 +85,8 @@ typedef MMVideoInputFcn (*MMVideoInputSelector)(VideoDataType type);
 typedef MMVideoOutputFcn (*MMVideoOutputSelector)(VideoDataType type);
 typedef MMVideoEmptyFcn (*MMVideoEmptySelector)(VideoDataType type);
 
-MMVideoInputSelector videoInputSelector(FourCCType frameFormat, FourCCType planeFormat, bool mmr);
-MMVideoOutputSelector videoOutputSelector(FourCCType planeFormat, FourCCType frameFormat);
-MMVideoEmptySelector videoEmptySelector(FourCCType planeFormat);
+KORVA_API MMVideoInputSelector videoInputSelector(FourCCType frameFormat, FourCCType planeFormat, bool mmr);
+KORVA_API MMVideoOutputSelector videoOutputSelector(FourCCType planeFormat, FourCCType frameFormat);
+KORVA_API MMVideoEmptySelector videoEmptySelector(FourCCType planeFormat);
 
 #endif

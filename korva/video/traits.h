@@ -1,6 +1,8 @@
 #ifndef KORVA_VIDEO_TRAITS_H
 #define KORVA_VIDEO_TRAITS_H
 
+#include <korva/core/export.h>
+
 // Per-type constants of the callers' planes, indexed by the value N of a
 // VideoDataType. `Element` is what one plane element is stored as.
 //
@@ -17,10 +19,10 @@
 // The int8 element is the platform's plain char, which the exported tables fix.
 static_assert(std::is_signed<char>::value, "VIDEO_INT8 planes are held as char, which must be signed");
 
-template <int N> struct videoTraits;
+template <int N> struct KORVA_API videoTraits;
 
 #define KORVA_VIDEO_TRAITS(N, T)                                                                                      \
-    template <> struct videoTraits<N> {                                                                               \
+    template <> struct KORVA_API videoTraits<N> {                                                                     \
         using Element = T;                                                                                            \
         static const T min;                                                                                           \
         static const T max;                                                                                           \
@@ -38,7 +40,7 @@ KORVA_VIDEO_TRAITS(VIDEO_LOGICAL, unsigned char)
 #undef KORVA_VIDEO_TRAITS
 
 // The one type without a table.
-template <> struct videoTraits<VIDEO_UINT8> {
+template <> struct KORVA_API videoTraits<VIDEO_UINT8> {
     using Element = unsigned char;
     static const unsigned char min;
     static const unsigned char max;
@@ -47,6 +49,6 @@ template <> struct videoTraits<VIDEO_UINT8> {
 // Sizes the type's table to exactly 256 entries and writes all of them, also
 // when it stands ready: there is no built flag, and the values never differ.
 // Does nothing for VIDEO_UINT8 and for values outside the enumeration.
-void buildEightBitLUT(VideoDataType type);
+KORVA_API void buildEightBitLUT(VideoDataType type);
 
 #endif
