@@ -8,10 +8,12 @@ set -euo pipefail
 # and the fuzz targets, with its sanitizer and fuzzer runtimes. The Python
 # module builds against Debian's own python3 and numpy; pytest runs its tests,
 # OpenCV and PyAV are the readers its tests and benchmark compare against, and
-# Dask with its distributed scheduler runs korva.dask.
+# Dask with its distributed scheduler runs korva.dask. debhelper, dh-python and
+# lintian build and check the Debian packages; abigail-tools keeps the ABI.
 packages=(cmake make g++ libboost-dev libgtest-dev libbenchmark-dev ffmpeg libswscale-dev libswresample-dev libpng-dev
   pkg-config clang libclang-rt-14-dev
-  python3 python3-dev pybind11-dev python3-numpy python3-pytest python3-opencv python3-av python3-dask python3-distributed)
+  python3 python3-dev pybind11-dev python3-numpy python3-pytest python3-opencv python3-av python3-dask python3-distributed
+  debhelper dh-python fakeroot lintian abigail-tools)
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
