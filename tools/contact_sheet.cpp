@@ -1,5 +1,6 @@
 #include "contact_sheet.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "area_average.h"
@@ -27,16 +28,20 @@ std::string headerText(RGB24FrameReader& reader, bool withHours) {
 }
 
 // The frame number at the left of the strip under a thumbnail, its time at
-// the right where both fit.
-void drawLabel(RGBPicture& sheet, const ContactLayout& layout, unsigned left, unsigned top, const std::string& number,
-               const std::string& time) {
+// the right. The strip is as wide as the thumbnail, widened about its middle
+// up to the cell's width where the two need more room; where even that is
+// too little, the number alone.
+void drawLabel(RGBPicture& sheet, const ContactLayout& layout, unsigned cellLeft, unsigned top,
+               const std::string& number, const std::string& time) {
     const unsigned scale = layout.textScale;
-    const DrawArea cell{left, top, left + layout.cellWidth, top + layout.labelHeight()};
-    drawTextBox(sheet.planes, sheet.width, left, top, number, scale, cell);
-    if (!time.empty() && textBoxWidth(number, scale) + textBoxWidth(time, scale) <= layout.cellWidth) {
-        drawTextBox(sheet.planes, sheet.width, left + layout.cellWidth - textBoxWidth(time, scale), top, time, scale,
-                    cell);
-    }
+    const unsigned numberWidth = textBoxWidth(number, scale), timeWidth = textBoxWidth(time, scale);
+    const unsigned needed = numberWidth + scale + timeWidth;
+    const bool both = !time.empty() && needed <= layout.cellWidth;
+    const unsigned width = both ? std::max(layout.thumbWidth, needed) : layout.cellWidth;
+    const unsigned left = cellLeft + (layout.cellWidth - width) / 2;
+    const DrawArea strip{left, top, left + width, top + layout.labelHeight()};
+    drawTextBox(sheet.planes, sheet.width, left, top, number, scale, strip);
+    if (both) drawTextBox(sheet.planes, sheet.width, left + width - timeWidth, top, time, scale, strip);
 }
 
 } // namespace
