@@ -1,6 +1,5 @@
 #include "frame_png.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <csetjmp>
 #include <cstdio>
@@ -11,67 +10,30 @@
 
 #include <korva/korva.h>
 
+#include "frame_reader.h"
+
 namespace {
-
-// Frames past this many bytes are refused rather than allocated: a damaged
-// header can claim any geometry.
-const uint64_t MAX_FRAME_BYTES = uint64_t(1) << 30;
-
-// A picture as three 8-bit planes in row order, top line first.
-struct Picture {
-    uint32_t width = 0;
-    uint32_t height = 0;
-    std::vector<uint8_t> red, green, blue;
-};
 
 std::string quoted(const std::string& path) { return "'" + path + "'"; }
 
 // Reads the frame as the bottom-up RGB24 frame of the reader and lifts it into
 // planes with the library's input kernel.
-std::string readPicture(const std::string& aviPath, int64_t number, Picture& picture) {
-    avi::File file;
-    if (!file.open(aviPath.c_str(), "rb")) {
-        return "cannot read " + quoted(aviPath) + ": " + file.getErrorMsg();
-    }
-    if (!file.hasVideo()) {
-        return quoted(aviPath) + " has no video stream";
-    }
-    const int64_t frames = file.getVideoTotalFrames();
+std::string readPicture(const std::string& aviPath, int64_t number, RGBPicture& picture) {
+    RGB24FrameReader reader;
+    const std::string openFailure = reader.open(aviPath);
+    if (!openFailure.empty()) return openFailure;
+    const int64_t frames = reader.frameCount();
     if (number < 0 || number >= frames) {
         return "frame " + std::to_string(number) + " is out of range: " + quoted(aviPath) + " has " +
                std::to_string(frames) + (frames == 1 ? " frame" : " frames");
     }
-    const uint16_t depth = file.getVideoBitsPerPixel();
-    const bool knownDepth = depth == 2 || depth == 4 || depth == 8 || depth == 16 || depth == 24 || depth == 32;
-    if (file.isVideoCompressed() || !knownDepth) {
-        const std::string fourcc = file.getVideoFourCC();
-        return quoted(aviPath) + " holds video that cannot be turned into RGB (" +
-               (file.isVideoCompressed() ? "compressed as '" + fourcc + "'" : std::to_string(depth) + " bits a pixel") +
-               ")";
-    }
-    picture.width = file.getVideoWidth();
-    picture.height = file.getVideoHeight();
-    const uint64_t frameBytes = uint64_t(picture.height) * (3 * uint64_t(picture.width) + 3) / 4 * 4;
-    if (picture.width == 0 || picture.height == 0 || picture.width > INT32_MAX / 4 || picture.height > INT32_MAX ||
-        frameBytes > MAX_FRAME_BYTES) {
-        return quoted(aviPath) + " has a picture of " + std::to_string(picture.width) + "x" +
-               std::to_string(picture.height) + " pixels, which cannot be exported";
-    }
-    // Room for every read form of the frame, as the reader asks.
-    const uint64_t bufferBytes = std::max<uint64_t>({frameBytes, file.getRawVideoFrameSize(long(number)),
-                                                     file.getRGB24VideoFrameSize(), file.getIndexedVideoFrameSize()});
-    std::vector<char> frame(bufferBytes, 0);
-    file.readRGB24VideoFrame(frame.data(), long(number));
-    if (file.getErrorCode() != avi::errors::NO_ERROR) {
-        return "cannot read frame " + std::to_string(number) + " of " + quoted(aviPath) + ": " + file.getErrorMsg();
-    }
-    const size_t pixels = size_t(picture.width) * picture.height;
-    picture.red.resize(pixels);
-    picture.green.resize(pixels);
-    picture.blue.resize(pixels);
+    const std::string readFailure = reader.read(number);
+    if (!readFailure.empty()) return readFailure;
+    const uint8_t black[3] = {0, 0, 0};
+    picture.reset(reader.width(), reader.height(), black);
     const MMVideoInputFcn lift = MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, VIDEO_UINT8, false);
-    lift(reinterpret_cast<const uint8_t*>(frame.data()), picture.red.data(), picture.green.data(),
-         picture.blue.data(), int(picture.width), int(picture.height), 0);
+    lift(reader.rows(), picture.planes.red.data(), picture.planes.green.data(), picture.planes.blue.data(),
+         int(picture.width), int(picture.height), 0);
     return std::string();
 }
 
@@ -92,7 +54,7 @@ void onPngWarning(png_structp, png_const_charp) {}
 
 // Everything that libpng may jump over is made before setjmp, so that no
 // destructor is skipped.
-std::string writePng(const Picture& picture, std::FILE* out) {
+std::string writePng(const RGBPicture& picture, std::FILE* out) {
     PngFailure failure;
     std::vector<uint8_t> row(3 * size_t(picture.width));
     png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &failure, onPngError, onPngWarning);
@@ -115,9 +77,9 @@ std::string writePng(const Picture& picture, std::FILE* out) {
     for (uint32_t y = 0; y < picture.height; ++y) {
         const size_t line = size_t(y) * picture.width;
         for (uint32_t x = 0; x < picture.width; ++x) {
-            row[3 * x] = picture.red[line + x];
-            row[3 * x + 1] = picture.green[line + x];
-            row[3 * x + 2] = picture.blue[line + x];
+            row[3 * x] = picture.planes.red[line + x];
+            row[3 * x + 1] = picture.planes.green[line + x];
+            row[3 * x + 2] = picture.planes.blue[line + x];
         }
         png_write_row(png, row.data());
     }
@@ -129,11 +91,15 @@ std::string writePng(const Picture& picture, std::FILE* out) {
 } // namespace
 
 std::string exportFrameAsPng(const std::string& aviPath, int64_t number, const std::string& pngPath) {
-    Picture picture;
+    RGBPicture picture;
     const std::string readFailure = readPicture(aviPath, number, picture);
     if (!readFailure.empty()) {
         return readFailure;
     }
+    return savePictureAsPng(picture, pngPath);
+}
+
+std::string savePictureAsPng(const RGBPicture& picture, const std::string& pngPath) {
     std::FILE* out = std::fopen(pngPath.c_str(), "wb");
     if (out == nullptr) {
         return "cannot write " + quoted(pngPath) + ": " + std::strerror(errno);

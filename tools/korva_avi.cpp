@@ -9,6 +9,7 @@
 
 #include <korva/korva.h>
 
+#include "contact_command.h"
 #include "frame_png.h"
 #include "info_json.h"
 #include "repair/repair.h"
@@ -33,6 +34,7 @@ const char* const USAGE =
 
 void printUsage(std::FILE* to) {
     std::fputs(USAGE, to);
+    std::fputs(CONTACT_USAGE, to);
     std::fputs(korva::repair::REPAIR_USAGE, to);
     std::fputs("  --version               print the library's version\n"
                "  --help                  show this text\n",
@@ -213,6 +215,7 @@ int main(int argc, char** argv) {
     }
     if (command == "testpattern") return testpattern(argc - 2, argv + 2);
     if (command == "frame") return frame(argc - 2, argv + 2);
+    if (command == "contact") return contactCommand(argc - 2, argv + 2);
     if (command == "repair") return korva::repair::repairCommand(argc - 2, argv + 2);
     std::fprintf(stderr, "korva-avi: unknown command '%s'\n\n", command.c_str());
     printUsage(stderr);

@@ -5,13 +5,9 @@
 
 #include <korva/korva.h>
 
-namespace {
+#include "glyphs.h"
 
-// 3x5 digits, one row per byte, bit 2 the leftmost column.
-const uint8_t DIGITS[10][5] = {
-    {7, 5, 5, 5, 7}, {2, 6, 2, 2, 7}, {7, 1, 7, 4, 7}, {7, 1, 7, 1, 7}, {5, 5, 7, 1, 1},
-    {7, 4, 7, 1, 7}, {7, 4, 7, 5, 7}, {7, 1, 1, 1, 1}, {7, 5, 7, 5, 7}, {7, 5, 7, 1, 7},
-};
+namespace {
 
 // White, yellow, cyan, green, magenta, red, blue, black, as red, green, blue.
 const uint8_t BARS[8][3] = {{235, 235, 235}, {235, 235, 16}, {16, 235, 235}, {16, 235, 16},
@@ -39,22 +35,8 @@ void drawTestPatternPlanes(const TestPattern& p, unsigned number, RGBPlanes& pla
         }
     }
     // The frame number, in digits scaled to about a tenth of the height.
-    const std::string text = std::to_string(number);
     const unsigned scale = p.height / 40 > 0 ? p.height / 40 : 1;
-    const unsigned boxWidth = unsigned(text.size()) * 4 * scale + scale;
-    const unsigned boxHeight = 7 * scale;
-    const uint8_t black[3] = {0, 0, 0}, white[3] = {255, 255, 255};
-    for (unsigned y = 0; y < boxHeight && y < p.height; ++y) {
-        for (unsigned x = 0; x < boxWidth && x < p.width; ++x) {
-            const unsigned gx = x / scale, gy = y / scale; // glyph grid: 4 columns a digit, 1 margin
-            bool on = false;
-            if (gy >= 1 && gy <= 5 && gx >= 1) {
-                const unsigned digit = (gx - 1) / 4, column = (gx - 1) % 4;
-                if (digit < text.size() && column < 3) on = (DIGITS[text[digit] - '0'][gy - 1] >> (2 - column)) & 1;
-            }
-            setPixel(planes, p.width, x, y, on ? white : black);
-        }
-    }
+    drawTextBox(planes, p.width, 0, 0, std::to_string(number), scale, DrawArea{0, 0, p.width, p.height});
 }
 
 std::string writeTestPattern(const TestPattern& p, const std::string& path) {

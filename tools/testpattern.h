@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "rgb_planes.h"
+
 // Settings of `korva-avi testpattern`.
 struct TestPattern {
     unsigned width = 320;
@@ -14,12 +16,6 @@ struct TestPattern {
     unsigned audioRate = 44100; // 0: no audio stream
     unsigned channels = 2;
     double toneHz = 440.0;
-};
-
-// A picture as red, green and blue planes of bytes in row order, top line
-// first: the planes of VIDEO_UINT8 that the library's kernels take.
-struct RGBPlanes {
-    std::vector<uint8_t> red, green, blue;
 };
 
 // Draws frame `number` of the pattern: colour bars that move two pixels a frame,

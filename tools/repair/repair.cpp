@@ -1,7 +1,6 @@
 #include "repair.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -17,6 +16,7 @@
 #include <korva/avi/file.h>
 
 #include "chunk_scan.h"
+#include "progress_line.h"
 
 namespace korva::repair {
 
@@ -29,38 +29,6 @@ const char* const REPAIR_USAGE =
     "      --dry-run           print what would be recovered and write nothing\n";
 
 namespace {
-
-// A progress line on a terminal, at most a few times a second.
-class ProgressLine {
-public:
-    ProgressLine(std::FILE* err, bool on, const char* what) : err_(err), on_(on), what_(what) {}
-    ~ProgressLine() { clear(); }
-
-    void operator()(uint64_t done, uint64_t total) {
-        if (!on_ || total == 0) return;
-        const auto now = std::chrono::steady_clock::now();
-        if (now - last_ < std::chrono::milliseconds(250)) return;
-        last_ = now;
-        std::fprintf(err_, "\r%s: %3d%% (%llu of %llu MB)", what_, int(100.0 * double(done) / double(total)),
-                     (unsigned long long)(done >> 20), (unsigned long long)(total >> 20));
-        std::fflush(err_);
-        shown_ = true;
-    }
-
-    void clear() {
-        if (!shown_) return;
-        std::fprintf(err_, "\r%60s\r", "");
-        std::fflush(err_);
-        shown_ = false;
-    }
-
-private:
-    std::FILE* err_;
-    bool on_;
-    const char* what_;
-    std::chrono::steady_clock::time_point last_{};
-    bool shown_ = false;
-};
 
 // The formats to write with: the command line over REF over IN's header.
 StreamFormats chooseFormats(const RepairOptions& options, const StreamFormats& own, std::string& source) {
