@@ -19,6 +19,8 @@ import numpy
 try:
     import dask.array
     from dask.base import tokenize
+    from dask.blockwise import BlockwiseDepDict, blockwise
+    from dask.highlevelgraph import HighLevelGraph
 except ImportError as missing:  # pragma: no cover - depends on the machine
     raise ImportError("korva.dask needs Dask: install Debian's python3-dask (and python3-distributed to run on "
                       "a cluster)") from missing
@@ -101,22 +103,24 @@ def read_video(paths, dtype=numpy.uint8, frames_per_chunk=None, order="C"):
               for start, stop in _frame_ranges(fact["frame_count"], frames_per_chunk)]
     if not ranges:
         return dask.array.zeros((0, height, width, 3), dtype=dtype, chunks=(1, height, width, 3))
-    # A table of (path, first, end) a chunk, itself a Dask array of one entry
-    # a chunk; reading is a block-wise step over it, so that Dask fuses it
-    # with the block-wise steps that follow (a reduction's per-chunk part):
-    # a chunk's frames are then read and reduced in one task, and never kept.
-    table = numpy.empty(len(ranges), dtype=object)
-    table[:] = ranges
-    entries = dask.array.from_array(table, chunks=1, name="korva-chunks-" + token)
+    # One block-wise task a chunk, each carrying its own (path, first, end)
+    # entry and depending on nothing: Dask fuses it with the block-wise steps
+    # that follow (a reduction's per-chunk part), so a chunk's frames are read
+    # and reduced in one task and never kept, and the scheduler hands the
+    # tasks to whichever worker is free, as nothing ties them to one.
+    name = "korva-read-video-" + token
+    entries = BlockwiseDepDict({(i,): entry for i, entry in enumerate(ranges)})
+    layer = blockwise(_read_block, name, "fhwc", entries, "f", numblocks={}, new_axes={"h": 1, "w": 1, "c": 1},
+                      dtype=dtype.str, order=order)
     counts = tuple(stop - start for _, start, stop in ranges)
-    return entries.map_blocks(_read_block, dtype.str, order, new_axis=[1, 2, 3],
-                              chunks=(counts, (height,), (width,), (3,)), dtype=dtype,
-                              meta=numpy.empty((0, 0, 0, 0), dtype=dtype), name="korva-read-video-" + token)
+    return dask.array.Array(HighLevelGraph.from_collections(name, layer, dependencies=()), name,
+                            chunks=(counts, (height,), (width,), (3,)), dtype=dtype,
+                            meta=numpy.empty((0, 0, 0, 0), dtype=dtype))
 
 
 def _read_block(entry, dtype, order):
-    """The block-wise step: the frames of the one table entry of this chunk."""
-    path, start, stop = entry[0]
+    """The block-wise step: the frames of this chunk's (path, first, end) entry."""
+    path, start, stop = entry
     return _read_frames(path, start, stop, dtype, order)
 
 

@@ -1,8 +1,12 @@
 #include "array_pool.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <mutex>
+#include <utility>
 #include <new>
+
+#include <sys/mman.h>
 
 namespace korva::python {
 
@@ -12,6 +16,22 @@ namespace {
 constexpr size_t POOL_BYTES = size_t(256) << 20;
 // Blocks are aligned for the widest vector stores.
 constexpr size_t ALIGNMENT = 64;
+// Blocks of many frames (a Dask chunk) are laid on huge pages, where the
+// system allows them: filling one then takes a fraction of the page faults and
+// of the address translations that small pages cost.
+constexpr size_t HUGE_PAGE = size_t(2) << 20;
+constexpr size_t HUGE_FROM = size_t(16) << 20;
+
+void* allocate(size_t bytes) {
+    const size_t alignment = bytes >= HUGE_FROM ? HUGE_PAGE : ALIGNMENT;
+    const size_t rounded = (bytes + alignment - 1) / alignment * alignment;
+    void* memory = std::aligned_alloc(alignment, rounded);
+    if (memory == nullptr) throw std::bad_alloc();
+#ifdef MADV_HUGEPAGE
+    if (alignment == HUGE_PAGE) madvise(memory, rounded, MADV_HUGEPAGE);
+#endif
+    return memory;
+}
 
 struct Block {
     void* memory;
@@ -31,9 +51,7 @@ public:
                 return memory;
             }
         }
-        void* memory = std::aligned_alloc(ALIGNMENT, (bytes + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT);
-        if (memory == nullptr) throw std::bad_alloc();
-        return memory;
+        return allocate(bytes);
     }
 
     void give(void* memory, size_t bytes) {
@@ -80,6 +98,23 @@ py::array pooledArray(const py::dtype& dtype, const std::vector<py::ssize_t>& sh
         delete returned;
     });
     return py::array(dtype, shape, strides, block->memory, owner);
+}
+
+PooledBytes::PooledBytes(size_t bytes) : memory_(static_cast<uint8_t*>(pool().take(bytes))), bytes_(bytes) {
+    std::memset(memory_, 0, bytes);
+}
+
+PooledBytes::~PooledBytes() {
+    if (memory_ != nullptr) pool().give(memory_, bytes_);
+}
+
+PooledBytes& PooledBytes::operator=(PooledBytes&& other) noexcept {
+    if (this != &other) {
+        if (memory_ != nullptr) pool().give(memory_, bytes_);
+        memory_ = std::exchange(other.memory_, nullptr);
+        bytes_ = std::exchange(other.bytes_, 0);
+    }
+    return *this;
 }
 
 size_t pooledBytes() { return pool().held(); }

@@ -51,7 +51,7 @@ FrameReader::FrameReader(const std::string& path) : path_(path) {
                                                 file_.getRGB24VideoFrameSize(), file_.getIndexedVideoFrameSize(),
                                                 uint64_t(rgbFrameBytes(width_, height_))});
     file_.clearError();
-    packed_.assign(packed, 0);
+    packed_ = PooledBytes(packed);
     strip_.assign(stripBufferBytes(width_), 0);
 }
 

@@ -13,6 +13,8 @@
 #include <korva/avi/file.h>
 #include <korva/core/media_types.h>
 
+#include "array_pool.h"
+
 namespace korva::python {
 
 namespace py = pybind11;
@@ -57,7 +59,7 @@ private:
     int32_t width_ = 0;
     int32_t height_ = 0;
     int64_t frames_ = 0;
-    std::vector<uint8_t> packed_;
+    PooledBytes packed_;
     std::vector<uint8_t> strip_;
     std::mutex mutex_;
     bool open_ = true;

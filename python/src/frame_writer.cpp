@@ -51,7 +51,7 @@ FrameWriter::FrameWriter(const std::string& path, int32_t width, int32_t height,
         chunk_.assign(size_t(chunkBytes_) + 1, 0);
         file_.setAudioInfo(audioRate, unsigned(audioBits), unsigned(audioChannels), unsigned(chunkBytes_));
     });
-    packed_.assign(size_t(rgbFrameBytes(width, height)), 0);
+    packed_ = PooledBytes(size_t(rgbFrameBytes(width, height)));
     strip_.assign(stripBufferBytes(width), 0);
 }
 

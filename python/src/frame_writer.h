@@ -11,6 +11,7 @@
 
 #include <korva/avi/file.h>
 
+#include "array_pool.h"
 #include "audio_samples.h"
 
 namespace korva::python {
@@ -48,7 +49,7 @@ private:
     avi::File file_;
     int32_t width_;
     int32_t height_;
-    std::vector<uint8_t> packed_;
+    PooledBytes packed_;
     std::vector<uint8_t> strip_;
     AudioLayout audio_{};
     std::vector<uint8_t> chunk_;
