@@ -97,10 +97,10 @@ template <int N> void quantiseSixteen(const Element<N>* from, uint8_t* to) {
             if constexpr (unitRange) {
                 roundAndClamp(t, rounded[k]);
             } else {
-                // An integer's t lies in 0 to 255 and is never JUST_BELOW_HALF
-                // (the tests go through every 16-bit value and the edges of the
-                // 32-bit ones), so a sum in single rounds it.
-                rounded[k] = __builtin_convertvector(t + 0.5f, Ints8);
+                // An integer's t lies in 0 to 255, so a sum in single rounds
+                // it but for JUST_BELOW_HALF, which some 32-bit elements give
+                // (a comparison's true is -1).
+                rounded[k] = __builtin_convertvector(t + 0.5f, Ints8) + (t == JUST_BELOW_HALF);
             }
         }
         // The low byte of each 32-bit lane.
