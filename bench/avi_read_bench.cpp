@@ -24,6 +24,7 @@
 #include <map>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -264,12 +265,13 @@ int main(int argc, char** argv) {
                    reporter.time(std::string("pread/") + bits) / reporter.time(std::string("readVideoFrame/") + bits),
                    0.9, true);
     }
-    for (const char* bits : {"16bit", "32bit"}) {
+    // The 16-bit frame grows by half on the way, the 32-bit one shrinks.
+    for (auto [bits, target] : {std::pair{"16bit", 1.3}, std::pair{"32bit", 1.2}}) {
         const std::string what = std::string("readRGB24VideoFrame / readVideoFrame time, ") + bits;
         korvabench::printRatio(what.c_str(),
                    reporter.time(std::string("readRGB24VideoFrame/") + bits) /
                        reporter.time(std::string("readVideoFrame/") + bits),
-                   1.5, false);
+                   target, false);
     }
     return 0;
 }

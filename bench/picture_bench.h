@@ -33,10 +33,11 @@ inline std::vector<uint8_t> noiseBytes(std::size_t count) {
     return bytes;
 }
 
-// Three full HD planes of one type, one after the other.
+// Three full HD planes of one type, one after the other, and room behind
+// them for the element past the end that some YCbCr walks read.
 struct PlaneBuffer {
     explicit PlaneBuffer(VideoDataType type)
-        : planeBytes(std::size_t(PIXELS) * videoDataTypeSize[type]), bytes(3 * planeBytes, 1) {}
+        : planeBytes(std::size_t(PIXELS) * videoDataTypeSize[type]), bytes(3 * planeBytes + 64, 1) {}
     uint8_t* plane(int p) { return bytes.data() + p * planeBytes; }
 
     std::size_t planeBytes;

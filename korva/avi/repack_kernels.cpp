@@ -84,6 +84,61 @@ __attribute__((target("avx2"))) void rgb555RunAvx2(const uint8_t* src, uint8_t* 
     rgb555PixelsDown(src, out, end);
 }
 
+// The 32-bit AVX-512 run in blocks of 64 pixels: four source vectors (256
+// bytes) give three output vectors (192 bytes), each from two neighbouring
+// sources by one byte permute. Its controls, made once.
+struct Rgb32Controls {
+    alignas(64) uint8_t pick[3][64];
+
+    Rgb32Controls() {
+        for (unsigned v = 0; v < 3; ++v) {
+            for (unsigned b = 0; b < 64; ++b) {
+                const unsigned o = 64 * v + b; // output byte
+                pick[v][b] = static_cast<uint8_t>(4 * (o / 3) + o % 3 - 64 * v);
+            }
+        }
+    }
+};
+
+const Rgb32Controls& rgb32Controls() {
+    static const Rgb32Controls controls;
+    return controls;
+}
+
+// 43 is the inverse of 3 modulo 64: the number of three-byte pixels by which
+// an output address lies behind (positive) a whole 64-byte line.
+inline uint64_t pixelsToLine(const uint8_t* at) { return (reinterpret_cast<uintptr_t>(at) % 64) * 43 % 64; }
+
+__attribute__((target("avx512f,avx512bw,avx512vbmi"))) void rgb32RunAvx512(const uint8_t* src, uint8_t* out,
+                                                                          uint64_t pixels) {
+    const auto& pick = rgb32Controls().pick;
+    const __m512i pick0 = _mm512_load_si512(pick[0]), pick1 = _mm512_load_si512(pick[1]),
+                  pick2 = _mm512_load_si512(pick[2]);
+    // Whole output lines go straight to memory, with no read of what they
+    // replace: the pixels before the first whole line go one at a time. A
+    // block reads all its sources before it stores, and its stores end below
+    // the next block's sources, so the run works in place.
+    const uint64_t head = (64 - pixelsToLine(out)) % 64;
+    if (pixels < head + 64) {
+        rgb32Pixels(src, out, 0, pixels);
+        return;
+    }
+    rgb32Pixels(src, out, 0, head);
+    uint64_t k = head;
+    for (; k + 64 <= pixels; k += 64) {
+        const uint8_t* s = src + 4 * k;
+        const __m512i z0 = _mm512_loadu_si512(s), z1 = _mm512_loadu_si512(s + 64), z2 = _mm512_loadu_si512(s + 128),
+                      z3 = _mm512_loadu_si512(s + 192);
+        uint8_t* o = out + 3 * k;
+        _mm512_stream_si512(reinterpret_cast<__m512i*>(o), _mm512_permutex2var_epi8(z0, pick0, z1));
+        _mm512_stream_si512(reinterpret_cast<__m512i*>(o + 64), _mm512_permutex2var_epi8(z1, pick1, z2));
+        _mm512_stream_si512(reinterpret_cast<__m512i*>(o + 128), _mm512_permutex2var_epi8(z2, pick2, z3));
+    }
+    // The streamed lines before any later load or another thread's read.
+    _mm_sfence();
+    rgb32Pixels(src, out, k, pixels);
+}
+
 // Controls of the 16-bit AVX-512 run, made once. Blocks of 64 pixels (128
 // source bytes, 192 output bytes): for each 8-byte group of output, a byte
 // permute first gathers the 2 to 4 words its bytes come from into the group's
@@ -130,7 +185,21 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi"))) void rgb555RunAvx512(cons
     const __m512i shift0 = _mm512_load_si512(shift[0]), shift1 = _mm512_load_si512(shift[1]),
                   shift2 = _mm512_load_si512(shift[2]);
     const __m512i mask = _mm512_set1_epi8(static_cast<char>(0xF8));
+    // The output goes straight to memory in whole 64-byte lines, with no read
+    // of the lines it replaces: the pixels above the last whole line of the
+    // output go first, one at a time.
     uint64_t end = pixels;
+    const uint64_t unaligned = pixelsToLine(out + 3 * end);
+    if (end < unaligned + 64) {
+        rgb555PixelsDown(src, out, end);
+        return;
+    }
+    for (uint64_t k = end; k-- > end - unaligned;) {
+        uint16_t word;
+        std::memcpy(&word, src + 2 * k, 2);
+        rgb555Pixel(word, out + 3 * k);
+    }
+    end -= unaligned;
     for (; end >= 64; end -= 64) {
         const uint64_t k = end - 64;
         const __m512i low = _mm512_loadu_si512(src + 2 * k);
@@ -142,10 +211,12 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi"))) void rgb555RunAvx512(cons
         const __m512i out2 = _mm512_and_si512(
             _mm512_multishift_epi64_epi8(shift2, _mm512_permutex2var_epi8(low, gather2, high)), mask);
         uint8_t* o = out + 3 * k;
-        _mm512_storeu_si512(o, out0);
-        _mm512_storeu_si512(o + 64, out1);
-        _mm512_storeu_si512(o + 128, out2);
+        _mm512_stream_si512(reinterpret_cast<__m512i*>(o), out0);
+        _mm512_stream_si512(reinterpret_cast<__m512i*>(o + 64), out1);
+        _mm512_stream_si512(reinterpret_cast<__m512i*>(o + 128), out2);
     }
+    // The streamed lines before any later load or another thread's read.
+    _mm_sfence();
     rgb555PixelsDown(src, out, end);
 }
 #pragma GCC diagnostic pop
@@ -157,7 +228,7 @@ void rgb32RunPlain(const uint8_t* src, uint8_t* out, uint64_t pixels) { rgb32Pix
 const Kernels PLAIN = {"plain", rgb32RunPlain, rgb555RunPlain};
 #if defined(__x86_64__)
 const Kernels AVX2 = {"avx2", rgb32RunAvx2, rgb555RunAvx2};
-const Kernels AVX512 = {"avx512vbmi", rgb32RunAvx2, rgb555RunAvx512};
+const Kernels AVX512 = {"avx512vbmi", rgb32RunAvx512, rgb555RunAvx512};
 #endif
 
 const Kernels& activeKernels() {

@@ -3,7 +3,7 @@
 
 #include <korva/video/kernel_support.h>
 #include <korva/video/kernels.h>
-#include <korva/video/quantise.h>
+#include <korva/video/quantise_runs.h>
 
 #include <cstring>
 
@@ -17,9 +17,7 @@ template <int N> void quantisePlane(const void* plane, uint8_t* __restrict out, 
     if constexpr (N == VIDEO_UINT8) {
         std::memcpy(out, from, static_cast<std::size_t>(elements));
     } else {
-        for (int32_t i = 0; i < elements; ++i) {
-            out[i] = quantiseToEightBit<N>(from[i]);
-        }
+        quantiseRun<N>(from, out, elements);
     }
 }
 

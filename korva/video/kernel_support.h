@@ -29,8 +29,10 @@
 // which every kernel is, nor together with flatten.
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_ADDRESS__) &&             \
     !defined(__SANITIZE_THREAD__)
+#define KORVA_VECTOR_CLONES 1
 #define KORVA_HOT_KERNEL __attribute__((target_clones("avx2", "default"), flatten))
 #else
+#define KORVA_VECTOR_CLONES 0
 #define KORVA_HOT_KERNEL
 #endif
 

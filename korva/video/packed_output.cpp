@@ -8,6 +8,7 @@
 #include <korva/video/kernel_support.h>
 #include <korva/video/kernels.h>
 #include <korva/video/quantise.h>
+#include <korva/video/quantise_runs.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -21,6 +22,12 @@ template <int N> struct SourcePlanes {
     const Element<N>* green;
     const Element<N>* blue;
 };
+
+// One plane for all three channels, as the intensity kernels pass it: its
+// bytes are worked out once.
+template <int N> bool grey(const SourcePlanes<N>& planes) {
+    return planes.green == planes.red && planes.blue == planes.red;
+}
 
 // Sixteen bytes of each channel into sixteen packed pixels (48 bytes): byte
 // 3i of the pixels is first[i], 3i + 1 second[i], 3i + 2 third[i]. Each part
@@ -52,12 +59,6 @@ void packPixels(const uint8_t* __restrict red, const uint8_t* __restrict green, 
     }
 }
 
-template <int N> void quantiseRun(const Element<N>* __restrict from, uint8_t* __restrict to, int count) {
-    for (int i = 0; i < count; ++i) {
-        to[i] = quantiseToEightBit<N>(from[i]);
-    }
-}
-
 // Row-ordered planes: frame line r holds picture line height - 1 - r. Wider
 // types are reduced a run at a time into bytes that stay in the cache, and
 // the bytes then packed as VIDEO_UINT8 planes are.
@@ -75,6 +76,10 @@ template <int N> void fromRowOrder(const SourcePlanes<N>& planes, uint8_t* frame
                 const int count = std::min(RUN, width - x0);
                 uint8_t red[RUN], green[RUN], blue[RUN];
                 quantiseRun<N>(planes.red + row + x0, red, count);
+                if (grey(planes)) {
+                    packPixels(red, red, red, line + 3 * x0, count);
+                    continue;
+                }
                 quantiseRun<N>(planes.green + row + x0, green, count);
                 quantiseRun<N>(planes.blue + row + x0, blue, count);
                 packPixels(red, green, blue, line + 3 * x0, count);
@@ -149,8 +154,9 @@ void packBlock(const ByteBlock& block, uint8_t* topLeft, std::ptrdiff_t lineStep
     }
 }
 
-template <int N> struct ColumnPacker {
-    const SourcePlanes<N>& planes;
+// VIDEO_UINT8 planes: the bytes are packed where they lie.
+struct ColumnPacker {
+    const SourcePlanes<VIDEO_UINT8>& planes;
     uint8_t* frame;
     int width;
     int height;
@@ -161,21 +167,7 @@ template <int N> struct ColumnPacker {
     // The block whose top left pixel is (x0, y0).
     void block(int x0, int y0) const {
         const std::ptrdiff_t first = static_cast<std::ptrdiff_t>(x0) * height + y0;
-        if constexpr (N == VIDEO_UINT8) {
-            packBlock({planes.red + first, planes.green + first, planes.blue + first, height}, pixel(x0, y0),
-                      -stride);
-        } else {
-            // Each column of the block is a run of BLOCK_LINES elements.
-            uint8_t red[BLOCK_COLUMNS * BLOCK_LINES], green[BLOCK_COLUMNS * BLOCK_LINES],
-                blue[BLOCK_COLUMNS * BLOCK_LINES];
-            for (int x = 0; x < BLOCK_COLUMNS; ++x) {
-                const std::ptrdiff_t column = first + static_cast<std::ptrdiff_t>(x) * height;
-                quantiseRun<N>(planes.red + column, red + BLOCK_LINES * x, BLOCK_LINES);
-                quantiseRun<N>(planes.green + column, green + BLOCK_LINES * x, BLOCK_LINES);
-                quantiseRun<N>(planes.blue + column, blue + BLOCK_LINES * x, BLOCK_LINES);
-            }
-            packBlock({red, green, blue, BLOCK_LINES}, pixel(x0, y0), -stride);
-        }
+        packBlock({planes.red + first, planes.green + first, planes.blue + first, height}, pixel(x0, y0), -stride);
     }
 
     // Pixels x0 to x1 - 1 of picture lines y0 to y1 - 1, one at a time.
@@ -184,16 +176,18 @@ template <int N> struct ColumnPacker {
             uint8_t* out = pixel(x0, y);
             for (int x = x0; x < x1; ++x, out += 3) {
                 const std::ptrdiff_t k = static_cast<std::ptrdiff_t>(x) * height + y;
-                out[0] = quantiseToEightBit<N>(planes.blue[k]);
-                out[1] = quantiseToEightBit<N>(planes.green[k]);
-                out[2] = quantiseToEightBit<N>(planes.red[k]);
+                out[0] = planes.blue[k];
+                out[1] = planes.green[k];
+                out[2] = planes.red[k];
             }
         }
     }
 };
 
-template <int N> void fromColumnOrder(const SourcePlanes<N>& planes, uint8_t* frame, int width, int height) {
-    const ColumnPacker<N> packer{planes, frame, width, height, rgbRowBytes(width)};
+// Frame lines are stride bytes apart.
+void bytesFromColumnOrder(const SourcePlanes<VIDEO_UINT8>& planes, uint8_t* frame, int width, int height,
+                          std::ptrdiff_t stride) {
+    const ColumnPacker packer{planes, frame, width, height, stride};
     const int blockLines = height - height % BLOCK_LINES;
     const int blockColumns = width - width % BLOCK_COLUMNS;
     for (int y0 = 0; y0 < blockLines; y0 += BAND_LINES) {
@@ -206,6 +200,55 @@ template <int N> void fromColumnOrder(const SourcePlanes<N>& planes, uint8_t* fr
         packer.plain(blockColumns, width, y0, y1);
     }
     packer.plain(0, width, blockLines, height);
+}
+
+// Wider elements: the columns of a block follow one another in each plane,
+// so a strip of BLOCK_COLUMNS columns is one run in memory, read in address
+// order at the memory's pace. A strip's part of up to STRIP_LINES lines is
+// reduced to bytes that stay in the cache, and then packed as VIDEO_UINT8
+// columns are; the frame lines of a strip are finished by the next strip
+// while they are still in the cache.
+constexpr int STRIP_LINES = 1024;
+
+template <int N> struct ReducedStrip {
+    uint8_t red[BLOCK_COLUMNS * STRIP_LINES];
+    uint8_t green[BLOCK_COLUMNS * STRIP_LINES];
+    uint8_t blue[BLOCK_COLUMNS * STRIP_LINES];
+
+    // Columns x0 to x0 + columns - 1, lines y0 to y0 + lines - 1: the byte of
+    // column x, line y0 + j at (x - x0) * lines + j.
+    // Gives the three channels' bytes.
+    SourcePlanes<VIDEO_UINT8> reduce(const SourcePlanes<N>& planes, int height, int x0, int columns, int y0,
+                                     int lines) {
+        const bool once = grey(planes);
+        for (int x = 0; x < columns; ++x) {
+            const std::ptrdiff_t column = static_cast<std::ptrdiff_t>(x0 + x) * height + y0;
+            quantiseRun<N>(planes.red + column, red + lines * x, lines);
+            if (!once) {
+                quantiseRun<N>(planes.green + column, green + lines * x, lines);
+                quantiseRun<N>(planes.blue + column, blue + lines * x, lines);
+            }
+        }
+        return once ? SourcePlanes<VIDEO_UINT8>{red, red, red} : SourcePlanes<VIDEO_UINT8>{red, green, blue};
+    }
+};
+
+template <int N> void fromColumnOrder(const SourcePlanes<N>& planes, uint8_t* frame, int width, int height) {
+    if constexpr (N == VIDEO_UINT8) {
+        bytesFromColumnOrder(planes, frame, width, height, rgbRowBytes(width));
+    } else {
+        ReducedStrip<N> strip;
+        const std::ptrdiff_t stride = rgbRowBytes(width);
+        for (int x0 = 0; x0 < width; x0 += BLOCK_COLUMNS) {
+            const int columns = std::min(BLOCK_COLUMNS, width - x0);
+            for (int y0 = 0; y0 < height; y0 += STRIP_LINES) {
+                const int lines = std::min(STRIP_LINES, height - y0);
+                const SourcePlanes<VIDEO_UINT8> bytes = strip.reduce(planes, height, x0, columns, y0, lines);
+                // The strip's pixels (x0 + x, y0 + y) as a picture of its own.
+                bytesFromColumnOrder(bytes, frame + (height - y0 - lines) * stride + 3 * x0, columns, lines, stride);
+            }
+        }
+    }
 }
 
 } // namespace

@@ -8,7 +8,7 @@
 // video units.
 
 #include <korva/video/kernel_support.h>
-#include <korva/video/quantise.h>
+#include <korva/video/quantise_runs.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -27,9 +27,7 @@ constexpr int RUN_ELEMENTS = 128;
 template <int N> class ReducedRun {
 public:
     const uint8_t* operator()(const Element<N>* __restrict elements, int count) {
-        for (int k = 0; k < count; ++k) {
-            bytes[k] = quantiseToEightBit<N>(elements[k]);
-        }
+        quantiseRun<N>(elements, bytes, count);
         return bytes;
     }
 

@@ -112,16 +112,21 @@ TEST(RepackKernels, EveryVariantMatchesThePlainWalk) {
     ASSERT_STREQ(sets.front().name, "plain");
     for (const avi::repack::Kernels& set : sets)
         for (uint64_t n : {0, 1, 2, 7, 8, 11, 15, 16, 17, 31, 32, 33, 63, 64, 65, 127, 128, 129, 1000, 4099})
-            for (unsigned bytes : {2u, 4u}) {
-                SCOPED_TRACE(::testing::Message() << set.name << ", " << n << " pixels of " << bytes << " bytes");
-                const avi::repack::Run plain = bytes < 4 ? plain555 : plain32, run = bytes < 4 ? set.rgb555 : set.rgb32;
-                const Bytes source = patternBytes(4 * n + 64, uint32_t(n));
-                Bytes want(3 * n + 64, uint8_t(0xA5 + bytes)), got = want;
-                plain(source.data(), want.data() + 32, n), run(source.data(), got.data() + 32, n);
-                EXPECT_EQ(got, want);
-                Bytes frame(source.begin(), source.begin() + long((bytes == 2 ? 3 : 4) * n + 16)), expected = frame;
-                plain(expected.data(), expected.data(), n), run(frame.data(), frame.data(), n);
-                EXPECT_EQ(frame, expected) << "in place";
-            }
+            for (unsigned bytes : {2u, 4u})
+                for (long shift : {0, 1, 21, 32, 63}) { // where the output lies against whole 64-byte lines
+                    SCOPED_TRACE(::testing::Message() << set.name << ", " << n << " pixels of " << bytes
+                                                      << " bytes, output shifted by " << shift);
+                    const avi::repack::Run plain = bytes < 4 ? plain555 : plain32,
+                                           run = bytes < 4 ? set.rgb555 : set.rgb32;
+                    const Bytes source = patternBytes(4 * n + 128, uint32_t(n));
+                    Bytes want(3 * n + 128, uint8_t(0xA5 + bytes)), got = want;
+                    plain(source.data(), want.data() + shift, n), run(source.data(), got.data() + shift, n);
+                    EXPECT_EQ(got, want);
+                    Bytes frame(source.begin(), source.begin() + long((bytes == 2 ? 3 : 4) * n + 80)),
+                        expected = frame;
+                    plain(expected.data() + shift, expected.data() + shift, n);
+                    run(frame.data() + shift, frame.data() + shift, n);
+                    EXPECT_EQ(frame, expected) << "in place";
+                }
 }
 } // namespace

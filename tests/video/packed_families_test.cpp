@@ -83,11 +83,12 @@ template <int N> void checkOutput(const OutputFamily& family, int w, int h, int 
 
 // Every member of every family, in flags 0, 1 and 2 (any other value), over
 // random data of odd and even sizes, empty ones, a picture taller than the
-// column walks' bands and one of several of the RGB outputs' tiles.
+// column walks' bands, one of several of the RGB outputs' tiles, and one
+// taller than the strips in which the RGB outputs reduce column-order planes.
 TEST(PackedFamilies, EveryMemberMatchesThePlainWalk) {
     forEachVideoType([&](auto type) {
         constexpr int N = decltype(type)::value;
-        for (auto [w, h] : sizesWith({{6, 4}, {35, 300}, {250, 200}}))
+        for (auto [w, h] : sizesWith({{6, 4}, {35, 300}, {250, 200}, {17, 1030}}))
             for (int flag : {0, 1, 2}) {
                 SCOPED_TRACE(sizeName(N, w, h, flag));
                 for (const InputFamily& family : INPUTS) checkInput<N>(family, w, h, flag);
