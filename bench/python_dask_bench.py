@@ -62,17 +62,20 @@ def dask_sum(video):
 # Elements of a frame summed at a time over all frames of a chunk: the
 # partial sum of a block stays in the cache while the frames are added into it.
 BLOCK = 1 << 15
+# Sums of 8-bit samples are exact in 32-bit integers up to 16 million frames,
+# and half the size of doubles to send between workers and to add up.
+PARTIAL = numpy.uint32
 
 
 def _chunk_sum(frames, axis, keepdims):
     # numpy's own sum over the frame axis adds one frame at a time into the
-    # whole partial sum, which a frame of doubles (50 MB) takes from memory
-    # and back for every frame; block by block, the partial sum is written once.
+    # whole partial sum, which it takes from memory and back for every frame;
+    # block by block, the partial sum is written once.
     flat = frames.reshape(len(frames), -1)
-    total = numpy.empty((1,) + frames.shape[1:], numpy.float64)
+    total = numpy.empty((1,) + frames.shape[1:], PARTIAL)
     target = total.reshape(-1)
     for start in range(0, flat.shape[1], BLOCK):
-        numpy.sum(flat[:, start:start + BLOCK], axis=0, dtype=numpy.float64, out=target[start:start + BLOCK])
+        numpy.sum(flat[:, start:start + BLOCK], axis=0, dtype=PARTIAL, out=target[start:start + BLOCK])
     return total
 
 
@@ -88,8 +91,9 @@ def _add_up(partials, axis, keepdims):
 
 
 def blocked_sum(video):
+    assert video.dtype == numpy.uint8 and len(video) < (1 << 24)
     return dask.array.reduction(video, _chunk_sum, _add_up, combine=_add_up, axis=0, concatenate=False,
-                                dtype=numpy.float64)
+                                dtype=PARTIAL)
 
 
 def on_cluster(client, paths, reduce):
