@@ -27,7 +27,7 @@ public:
 
     // The frame last read: height rows of stride bytes, the bottom row first.
     const uint8_t* rows() const { return reinterpret_cast<const uint8_t*>(buffer_.data()); }
-    size_t stride() const { return (3 * size_t(width_) + 3) / 4 * 4; }
+    size_t stride() const { return size_t(rgbRowBytes(int32_t(width_))); }
 
 private:
     avi::File file_;
